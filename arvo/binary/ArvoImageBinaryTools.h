@@ -1,0 +1,71 @@
+#pragma once
+
+#include "arvo/frame/Export.h"
+#include "arvo/platform/utility/Optional.h"
+
+#include <array>
+#include <cstddef>
+
+class ArvoImage3D;
+
+namespace primitives {
+class OrientedBoundingBox;
+}
+
+/// The toolbox for binary volumes: labelling, part selection, thresholds, masks and boxes, slice-wise tools.
+///
+/// Member operations work from an input volume into an output volume, both set by the caller, who keeps owning them.
+/// A copy works on the same two volumes. Everything runs on the calling thread.
+class ARVO_VOLUME_EXPORT ArvoImageBinaryTools {
+public:
+    /// Which voxels touch: LABEL_DIAGONAL all 26 neighbours, any other value the 6 that share a face.
+    enum LABEL_TYPE : int { LABEL_DIAGONAL = 0, LABEL_STRAIGHT = 1 };
+
+    ArvoImageBinaryTools();
+    ArvoImageBinaryTools(const ArvoImageBinaryTools&);
+    ArvoImageBinaryTools& operator=(const ArvoImageBinaryTools&);
+    virtual ~ArvoImageBinaryTools();
+
+    void setInput(ArvoImage3D* input) { m_input = input; }
+    void setOutput(ArvoImage3D* output) { m_output = output; }
+    ArvoImage3D* input() const { return m_input; }
+    ArvoImage3D* output() const { return m_output; }
+
+    int label(LABEL_TYPE type);
+    static int labelImage(ArvoImage3D* in, ArvoImage3D* out);
+
+    bool keepLargestPart(int* partCount);
+    int keepLargestPart(int threshold);
+    int keepAllConnectedToSlice(int slice);
+    int keepAllConnectedToSlice(int slice, int minVolume);
+
+    void erodeZ(int radius);
+    void edgeDetection();
+
+    bool thresholdFilter(int threshold, bool strict);
+    bool thresholdFilter(float threshold, bool strict);
+    static bool thresholdFilter(const ArvoImage3D& in, ArvoImage3D& out, float threshold, bool strict);
+    bool thresholdFilterLowHigh(int low, int high);
+
+    static void applyMask(const ArvoImage3D* mask, ArvoImage3D* image, bool invert);
+    static void convertByteToBinary(const ArvoImage3D* in, ArvoImage3D* out);
+    static void convertBinaryToByte(ArvoImage3D* in, ArvoImage3D* out);
+    static void convertMaskToBinary(ArvoImage3D* in, ArvoImage3D* out);
+
+    static void addBoxToMask(const std::array<int, 3>& min, const std::array<int, 3>& max, ArvoImage3D& mask);
+    static void convertBoxToMask(const std::array<int, 3>& min, const std::array<int, 3>& max,
+                                 ArvoImage3D* mask);
+    static bool getBoundingBox(ArvoImage3D* mask, std::array<int, 3>& min, std::array<int, 3>& max);
+    static void maskWithBoundingBox(ArvoImage3D* image, const primitives::OrientedBoundingBox& box,
+                                    bool inside, float value);
+
+    static std::size_t countNonZeroVoxels(const ArvoImage3D& mask);
+    static utility::Optional<std::size_t> countMismatchedVoxels(const ArvoImage3D& a, const ArvoImage3D& b);
+    static bool compareRegionsOf3DBinaryImages(const ArvoImage3D* image, const ArvoImage3D* reference,
+                                               int maxSmallerLayers, int maxLargerLayers);
+    static ArvoImage3D* unionBinaryImages(ArvoImage3D* a, ArvoImage3D* b);
+
+private:
+    ArvoImage3D* m_input = nullptr;
+    ArvoImage3D* m_output = nullptr;
+};

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "arvo/frame/Export.h"
+
+#include <QThread>
+
+#include <atomic>
+
+class ArvoImage3D;
+
+/// A thread that processes one range of axial slices; subclasses say what is done to them.
+///
+/// Workers of one run share nothing but their input: each writes its own slices.
+class ARVO_VOLUME_EXPORT SliceWorker : public QThread {
+    Q_OBJECT
+
+public:
+    explicit SliceWorker(QObject* parent = nullptr);
+    ~SliceWorker() override;
+
+    /// The volume to read or change, and the one to write (null for workers without one). Neither is owned.
+    void setImages(ArvoImage3D* input, ArvoImage3D* output);
+    /// The range of slices, both ends inclusive; a stop below the start is an empty range.
+    void setWork(int startSlice, int stopSlice);
+    /// Starts the thread, which from then on may read the flag. It stays owned by the caller.
+    void startWithCancel(const std::atomic<bool>* cancel);
+    /// Whether the work function reported success; to be asked after the thread has finished.
+    bool isSuccessful() const { return m_isSuccessful; }
+
+protected:
+    /// Calls processSlices(); a range that runs out of memory has failed, with a warning.
+    void run() override;
+
+    /// Processes the range. Returning without a call of succeeded() is a failure; an empty range succeeds.
+    virtual void processSlices() = 0;
+
+    ArvoImage3D& getInputImage() const { return *m_inputImage; }
+    ArvoImage3D& getOutputImage() const { return *m_outputImage; }
+    int getStartSlice() const { return m_startSlice; }
+    int getStopSlice() const { return m_stopSlice; }
+    /// The flag handed over at the start; before that, or without one, a flag that is never raised.
+    const std::atomic<bool>& getCancelFlag() const { return m_cancel ? *m_cancel : m_ownCancel; }
+    void succeeded() { m_isSuccessful = true; }
+    void failed() { m_isSuccessful = false; }
+
+private:
+    ArvoImage3D* m_inputImage = nullptr;
+    ArvoImage3D* m_outputImage = nullptr;
+    int m_startSlice = 0;
+    int m_stopSlice = 0;
+    bool m_isSuccessful = false;
+    const std::atomic<bool>* m_cancel = nullptr;
+    std::atomic<bool> m_ownCancel{false};
+};

@@ -1,0 +1,10 @@
+#include "arvo/platform/image/ArvoImage3DInfo.h"
+
+ArvoImage3DInfo::ArvoImage3DInfo(int tag, const QString& name, const QByteArray& payload)
+    : m_tag(tag),
+      m_name(name),
+      m_payload(payload)
+{
+    // Detached once here, so that data() never reallocates under two readers.
+    m_payload.detach();
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <optional>
+
+namespace utility {
+
+/// A value or nothing.
+template <class T> using Optional = std::optional<T>;
+
+} // namespace utility

@@ -1,0 +1,43 @@
+#include "arvo/voxelops/Image3DReplaceVoxels.h"
+
+#include "arvo/frame/CallChecks.h"
+#include "arvo/voxelops/Image3DReplaceVoxelsWorker.h"
+
+Image3DReplaceVoxels::Image3DReplaceVoxels() = default;
+
+void Image3DReplaceVoxels::execute(const std::atomic<bool>& cancel)
+{
+    m_success = false;
+    if (!checkImages())
+        return;
+    defineWorkLoad(m_inputImage->imageSize().z);
+    createAllWorkers();
+    const bool wasCancelled = cancel.load();
+    const bool allSucceeded = runAllWorkers(cancel);
+    m_inputImage->editFinished();
+    deleteAllWorkers();
+    m_success = allSucceeded && !wasCancelled;
+}
+
+bool Image3DReplaceVoxels::checkImages() const
+{
+    if (!frame::isUsable(m_inputImage))
+        return frame::refuse("Image3DReplaceVoxels : no valid input image.");
+    if (!frame::isUsable(m_maskImage))
+        return frame::refuse("Image3DReplaceVoxels : no valid mask image.");
+    if (!frame::coversLoopOver(*m_maskImage, *m_inputImage, 1))
+        return frame::refuse("Image3DReplaceVoxels : the mask image is smaller than the input image.");
+    return true;
+}
+
+void Image3DReplaceVoxels::createAllWorkers()
+{
+    forEachRange(m_inputImage->imageSize().z, [&](int start, int stop) {
+        auto* worker = new Image3DReplaceVoxelsWorker;
+        addWorker(worker);
+        worker->setImages(m_inputImage, nullptr);
+        worker->setMaskImage(m_maskImage);
+        worker->setReplaceValue(m_replaceValue);
+        worker->setWork(start, stop);
+    });
+}

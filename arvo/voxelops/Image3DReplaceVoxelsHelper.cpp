@@ -1,0 +1,42 @@
+#include "arvo/voxelops/Image3DReplaceVoxelsHelper.h"
+
+#include "arvo/frame/CancelRule.h"
+#include "arvo/frame/VolumeView.h"
+#include "arvo/platform/image/VoxelConversion.h"
+#include "arvo/platform/utility/VectorClones.h"
+
+namespace {
+
+template <class T>
+ARVO_VECTOR_CLONES void replaceRun(T* voxels, const unsigned char* mask, T value, std::ptrdiff_t count)
+{
+    for (std::ptrdiff_t i = 0; i < count; ++i)
+        voxels[i] = mask[i] == 1 ? value : voxels[i];
+}
+
+} // namespace
+
+template <class T>
+bool Image3DReplaceVoxelsHelper<T>::replaceVoxels(ArvoImage3D& image, ArvoImage3D& mask, float value,
+                                                  int startSlice, int stopSlice,
+                                                  const std::atomic<bool>& cancel)
+{
+    const frame::VolumeView<T> voxels(image);
+    const T replacement = image::toVoxel<T>(value);
+    for (int z = startSlice; z <= stopSlice; ++z) {
+        T* slice = voxels.slice(z);
+        const auto* maskSlice = reinterpret_cast<const unsigned char*>(mask.getConstAxialSlice(z));
+        const bool isDone = frame::forEachRun(
+            cancel, voxels.sliceCount(), voxels.width(), [&](std::ptrdiff_t begin, std::ptrdiff_t end) {
+                replaceRun(slice + begin, maskSlice + begin, replacement, end - begin);
+            });
+        if (!isDone)
+            return false;
+    }
+    return true;
+}
+
+template class Image3DReplaceVoxelsHelper<unsigned char>;
+template class Image3DReplaceVoxelsHelper<short>;
+template class Image3DReplaceVoxelsHelper<unsigned short>;
+template class Image3DReplaceVoxelsHelper<float>;
