@@ -15,6 +15,7 @@ install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/ArvoVolumeConfigVersion.cmake
   DESTINATION ${config_dir} COMPONENT dev)
 
+file(RELATIVE_PATH ARVO_LIBDIR_TO_PREFIX /${CMAKE_INSTALL_LIBDIR} /)
 configure_file(cmake/arvo-volume.pc.in arvo-volume.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/arvo-volume.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

@@ -1,0 +1,93 @@
+#include "arvo/platform/math/OrientedBoundingBox.h"
+#include "arvo/platform/math/Plane.h"
+#include "arvo/platform/math/RayBoxIntersection.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+using primitives::BoundingBox;
+using primitives::OrientedBoundingBox;
+using primitives::RayBoxIntersection;
+
+namespace {
+
+TEST(BoundingBox, UnionWithAnInvertedBoxIsTheOtherBox)
+{
+    const float big = std::numeric_limits<float>::max();
+    const BoundingBox nothing(big, big, big, -big, -big, -big);
+    const BoundingBox box(QVector3D(3, -1, 5), QVector3D(1, 2, 4));
+    EXPECT_EQ(box.min(), QVector3D(1, -1, 4));
+    EXPECT_EQ(box.max(), QVector3D(3, 2, 5));
+    const BoundingBox both = BoundingBox::createUnionOf(nothing, box);
+    EXPECT_EQ(both.min(), box.min());
+    EXPECT_EQ(both.max(), box.max());
+}
+
+TEST(OrientedBoundingBox, AppliesTheNewMatrixAfterThePlacement)
+{
+    QMatrix4x4 shift, scale;
+    shift.translate(1, 0, 0);
+    scale.scale(2);
+    const OrientedBoundingBox box =
+        OrientedBoundingBox(BoundingBox(0, 0, 0, 1, 1, 1), shift).transformed(scale);
+    EXPECT_TRUE(box.isInside({2, 0, 0})); // faces belong to the box
+    EXPECT_TRUE(box.isInside({4, 2, 2}));
+    EXPECT_FALSE(box.isInside({1.9f, 1, 1}));
+    EXPECT_EQ(box.getAABBOfTransformedBoundingBox().min(), QVector3D(2, 0, 0));
+    EXPECT_EQ(box.getAABBOfTransformedBoundingBox().max(), QVector3D(4, 2, 2));
+}
+
+TEST(OrientedBoundingBox, BoundsATurnedBoxAndHoldsNothingWhenFlattened)
+{
+    QMatrix4x4 turn;
+    turn.rotate(45, 0, 0, 1);
+    const OrientedBoundingBox box(BoundingBox(-1, -1, -1, 1, 1, 1), turn);
+    EXPECT_NEAR(box.getAABBOfTransformedBoundingBox().max().x(), std::sqrt(2.0f), 1e-6f);
+    EXPECT_TRUE(box.isInside({1.3f, 0, 0}));
+    EXPECT_FALSE(box.isInside({0.9f, 0.9f, 0}));
+
+    QMatrix4x4 flat;
+    flat.scale(1, 1, 0);
+    EXPECT_FALSE(OrientedBoundingBox(BoundingBox(-1, -1, -1, 1, 1, 1), flat).isInside({0, 0, 0}));
+}
+
+TEST(Plane, LeavesItsOwnPointsOut)
+{
+    const primitives::Plane plane({0, 0, 1}, {0, 0, 2});
+    EXPECT_TRUE(plane.isInHalfSpace({5, 5, 1.001f}));
+    EXPECT_FALSE(plane.isInHalfSpace({5, 5, 1}));
+    EXPECT_FALSE(plane.isInHalfSpace({5, 5, 0}));
+}
+
+TEST(RayBoxIntersection, CutsTheWholeLine)
+{
+    const BoundingBox box(0, 0, 0, 2, 4, 6);
+    const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+    const struct {
+        QVector3D origin, direction;
+        bool isHit;
+        float t0, t1;
+    } cases[] = {
+        {{-1, 1, 1}, {1, 0, 0}, true, 1, 3},  // straight through
+        {{5, 1, 1}, {1, 0, 0}, true, -5, -3}, // the box lies behind the origin
+        {{1, 1, 1}, {0, -2, 0}, true, -1.5f, 0.5f}, {{-1, 4, 1}, {1, 0, 0}, true, 1, 3},   // in a face
+        {{-1, 4.001f, 1}, {1, 0, 0}, false, 0, 0},  {{-1, -1, -1}, {1, 1, 1}, true, 1, 3}, // through a corner
+        {{0, 5, 0}, {1, -1, 0}, true, 1, 2},        {{0, 7, 0}, {1, -1, 0}, false, 0, 0},
+        {{1, 1, 1}, {0, 0, 0}, true, -inf, inf}, // a point inside
+        {{3, 1, 1}, {0, 0, 0}, false, 0, 0},        {{nan, 1, 1}, {1, 0, 0}, false, 0, 0},
+        {{1, 1, 1}, {nan, 1, 0}, false, 0, 0},
+    };
+    for (const auto& c : cases) {
+        float t0 = 0, t1 = 0;
+        EXPECT_EQ(RayBoxIntersection::calculateIntersections(box, c.origin, c.direction, t0, t1), c.isHit);
+        EXPECT_EQ(t0, c.t0);
+        EXPECT_EQ(t1, c.t1);
+    }
+    float t0, t1;
+    EXPECT_FALSE(RayBoxIntersection::calculateIntersections(BoundingBox(0, 0, 0, 2, 2, -0.1f), {1, 1, 1},
+                                                            {1, 1, 1}, t0, t1));
+}
+
+} // namespace

@@ -1,0 +1,171 @@
+#include "arvo/voxelops/Image3DReplaceVoxels.h"
+
+#include "arvo/platform/threading/ThreadCount.h"
+#include "arvo/voxelops/Image3DReplaceVoxelsHelper.h"
+
+#include "support/RandomVolume.h"
+#include "support/SameBits.h"
+#include "support/Warnings.h"
+
+#include <thread>
+
+using namespace testing_support;
+
+namespace {
+
+const std::atomic<bool> notCancelled{false};
+
+bool replace(ArvoImage3D& image, ArvoImage3D& mask, float value,
+             const std::atomic<bool>& cancel = notCancelled)
+{
+    Image3DReplaceVoxels operation;
+    operation.setInputImage(&image);
+    operation.setMaskImage(&mask);
+    operation.setReplaceValue(value);
+    operation.execute(cancel);
+    return operation.isSuccess();
+}
+
+/// 32-bit truncation, out of range as the smallest int; then the low bits.
+template <class T> T converted(float value)
+{
+    if constexpr (std::is_same_v<T, float>)
+        return value;
+    const bool fits = value > -2147483904.0f && value < 2147483648.0f;
+    return static_cast<T>(fits ? static_cast<long long>(value) : -2147483648ll);
+}
+
+TEST(Image3DReplaceVoxels, AgreesWithTheDefinition)
+{
+    for (const float value :
+         {300.0f, -1.0f, -0.5f, 70000.7f, 3e9f, std::numeric_limits<float>::quiet_NaN()}) {
+        forEachCase(voxelTypes(), [&](auto size, auto type, auto seed) {
+            ArvoImage3D image = randomVolume(size, type, seed, Fill::Extremes);
+            ArvoImage3D mask = randomVolume(size, image::UInt8, seed + 10, Fill::FewValues);
+            ArvoImage3D expected = copyOf(image);
+            withType(type, [&](auto element) {
+                using T = typename decltype(element)::type;
+                for (std::size_t i = 0; i < voxels<T>(expected).size(); ++i) {
+                    if (voxels<unsigned char>(mask)[i] == 1)
+                        voxels<T>(expected)[i] = converted<T>(value);
+                }
+            });
+            EXPECT_TRUE(replace(image, mask, value));
+            EXPECT_TRUE(sameBits(expected, image)) << describe(size, type, seed) << ", value " << value;
+            EXPECT_EQ(image.getValueRange(), expected.getValueRange());
+        });
+    }
+}
+
+TEST(Image3DReplaceVoxels, ARaisedFlagLetsOneVoxelOfEachWorkerThrough)
+{
+    const std::atomic<bool> cancel{true};
+    for (const int limit : {1, 2}) {
+        threading::setThreadLimit(limit);
+        ArvoImage3D image = randomVolume({5, 4, 6}, image::Int16, 1);
+        ArvoImage3D mask = randomMask({5, 4, 6}, 1.0, 1);
+        ArvoImage3D expected = copyOf(image);
+        const auto [workers, slices] = threading::calculateNumThreads(6);
+        for (int i = 0; i < workers; ++i)
+            voxels<short>(expected)[static_cast<std::size_t>(i * slices * 20)] = 7;
+        EXPECT_FALSE(replace(image, mask, 7.0f, cancel));
+        EXPECT_TRUE(sameBits(expected, image));
+    }
+    threading::setThreadLimit(0);
+}
+
+TEST(Image3DReplaceVoxels, AFlagRaisedDuringTheRunLeavesFinishedPrefixes)
+{
+    const math::Ivec3 size(64, 64, 48);
+    ArvoImage3D mask = randomMask(size, 1.0, 1);
+    for (int repeat = 0; repeat < 20; ++repeat) {
+        ArvoImage3D image = randomMask(size, 0.0, 1);
+        std::atomic<bool> cancel{false};
+        std::jthread other([&] { cancel = true; });
+        const bool isSuccess = replace(image, mask, 1.0f, cancel);
+        const auto [workers, slices] = threading::calculateNumThreads(size.z);
+        bool isComplete = true;
+        for (int i = 0; i < workers; ++i) {
+            const auto all = voxels<unsigned char>(image);
+            const auto begin = all.begin() + i * slices * 4096;
+            const auto end = all.begin() + std::min((i + 1) * slices, size.z) * 4096;
+            EXPECT_TRUE(std::is_sorted(begin, end, std::greater<>()))
+                << "not a finished prefix and an untouched rest";
+            isComplete = isComplete && *(end - 1) == 1;
+        }
+        EXPECT_TRUE(!isSuccess || isComplete);
+    }
+}
+
+TEST(Image3DReplaceVoxels, RefusesOtherTypesWithOneWarningPerWorker)
+{
+    for (const image::DataType type : {image::Reserved, image::Int32}) {
+        ArvoImage3D image = randomVolume({3, 3, 4}, type, 1);
+        ArvoImage3D mask = randomMask({3, 3, 4}, 1.0, 1);
+        const ArvoImage3D before = copyOf(image);
+        const Warnings warnings;
+        EXPECT_FALSE(replace(image, mask, 1.0f));
+        EXPECT_TRUE(sameBits(before, image));
+        EXPECT_EQ(warnings.texts(),
+                  std::vector<std::string>(
+                      static_cast<std::size_t>(threading::calculateNumThreads(4).first),
+                      "Image3DReplaceVoxelsWorker : not implemented for the given input image data type."));
+    }
+}
+
+TEST(Image3DReplaceVoxels, AcceptsWiderMasksAndNoVoxels)
+{
+    ArvoImage3D image = volumeOf<short>({2, 1, 1}, image::Int16, {5, 6});
+    ArvoImage3D wideMask = volumeOf<short>({2, 1, 1}, image::Int16, {0x0100, 1}); // bytes 0 1 1 0
+    EXPECT_TRUE(replace(image, wideMask, 9.0f));
+    EXPECT_EQ(image.getValue(0, 0, 0), 5);
+    EXPECT_EQ(image.getValue(1, 0, 0), 9);
+
+    for (const math::Ivec3& size : {math::Ivec3(3, 3, 0), math::Ivec3(0, 3, 3), math::Ivec3(3, 0, 3)}) {
+        ArvoImage3D none(size, QVector3D(1, 1, 1), image::UInt8);
+        ArvoImage3D mask(size, QVector3D(1, 1, 1), image::Binary);
+        const Warnings warnings;
+        EXPECT_TRUE(replace(none, mask, 1.0f));
+        EXPECT_TRUE(warnings.texts().empty());
+    }
+}
+
+TEST(Image3DReplaceVoxels, RefusesBadCalls)
+{
+    ArvoImage3D image = randomVolume({4, 3, 2}, image::UInt8, 1);
+    const ArvoImage3D before = copyOf(image);
+    ArvoImage3D invalid;
+    ArvoImage3D fewerSlices = randomMask({4, 3, 1}, 1.0, 1);
+    ArvoImage3D smallerSlices = randomMask({3, 3, 2}, 1.0, 1);
+    const struct {
+        ArvoImage3D* image;
+        ArvoImage3D* mask;
+        const char* warning;
+    } cases[] = {
+        {nullptr, &image, "Image3DReplaceVoxels : no valid input image."},
+        {&invalid, &image, "Image3DReplaceVoxels : no valid input image."},
+        {&image, nullptr, "Image3DReplaceVoxels : no valid mask image."},
+        {&image, &invalid, "Image3DReplaceVoxels : no valid mask image."},
+        {&image, &fewerSlices, "Image3DReplaceVoxels : the mask image is smaller than the input image."},
+        {&image, &smallerSlices, "Image3DReplaceVoxels : the mask image is smaller than the input image."},
+    };
+    for (const auto& c : cases) {
+        Image3DReplaceVoxels operation;
+        operation.setInputImage(c.image);
+        operation.setMaskImage(c.mask);
+        const Warnings warnings;
+        operation.execute(notCancelled);
+        EXPECT_FALSE(operation.isSuccess());
+        EXPECT_EQ(warnings.texts(), std::vector<std::string>{c.warning});
+    }
+    EXPECT_TRUE(sameBits(before, image));
+}
+
+TEST(Image3DReplaceVoxelsHelper, AnEmptyRangeSucceeds)
+{
+    ArvoImage3D image = randomVolume({4, 3, 2}, image::UInt8, 1);
+    const std::atomic<bool> cancel{true};
+    EXPECT_TRUE(Image3DReplaceVoxelsHelper<unsigned char>::replaceVoxels(image, image, 1.0f, 2, 1, cancel));
+}
+
+} // namespace
