@@ -1,5 +1,7 @@
 #include "arvo/frame/SliceWorker.h"
 
+#include <QDeadlineTimer>
+
 #include <new>
 
 SliceWorker::SliceWorker(QObject* parent) : QThread(parent) {}
@@ -24,6 +26,12 @@ void SliceWorker::startWithCancel(const std::atomic<bool>* cancel)
     start(QThread::InheritPriority);
 }
 
+void SliceWorker::waitUntilDone()
+{
+    wait(QDeadlineTimer(QDeadlineTimer::Forever));
+    (void)m_isDone.load(std::memory_order_acquire);
+}
+
 void SliceWorker::run()
 {
     failed();
@@ -33,4 +41,5 @@ void SliceWorker::run()
         failed();
         qWarning("%s : out of memory.", metaObject()->className());
     }
+    m_isDone.store(true, std::memory_order_release);
 }

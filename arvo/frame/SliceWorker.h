@@ -24,7 +24,9 @@ public:
     void setWork(int startSlice, int stopSlice);
     /// Starts the thread, which from then on may read the flag. It stays owned by the caller.
     void startWithCancel(const std::atomic<bool>* cancel);
-    /// Whether the work function reported success; to be asked after the thread has finished.
+    /// Waits without a deadline until the thread has finished; what it wrote is then visible to the caller.
+    void waitUntilDone();
+    /// Whether the work function reported success; to be asked after waitUntilDone().
     bool isSuccessful() const { return m_isSuccessful; }
 
 protected:
@@ -51,4 +53,6 @@ private:
     bool m_isSuccessful = false;
     const std::atomic<bool>* m_cancel = nullptr;
     std::atomic<bool> m_ownCancel{false};
+    std::atomic<bool> m_isDone{
+        false}; // hands the results over: the thread class's own hand-over lies inside Qt
 };

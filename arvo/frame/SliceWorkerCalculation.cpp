@@ -2,8 +2,6 @@
 
 #include "arvo/platform/threading/ThreadCount.h"
 
-#include <QDeadlineTimer>
-
 #include <algorithm>
 
 SliceWorkerCalculation::SliceWorkerCalculation() = default;
@@ -32,7 +30,7 @@ bool SliceWorkerCalculation::runAllWorkers(const std::atomic<bool>& cancel)
     for (const auto& worker : m_workers)
         worker->startWithCancel(&cancel);
     for (const auto& worker : m_workers)
-        worker->wait(QDeadlineTimer(QDeadlineTimer::Forever));
+        worker->waitUntilDone();
     return std::ranges::all_of(m_workers, [](const auto& worker) { return worker->isSuccessful(); });
 }
 

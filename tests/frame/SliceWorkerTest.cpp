@@ -119,7 +119,7 @@ TEST(SliceWorker, HasAFlagOfItsOwnUntilItIsStarted)
     EXPECT_FALSE(worker.isSuccessful());
     const std::atomic<bool> raised{true};
     worker.startWithCancel(&raised);
-    worker.wait();
+    worker.waitUntilDone();
     EXPECT_TRUE(worker.getCancelFlag().load());
     EXPECT_TRUE(worker.isSuccessful());
 }
