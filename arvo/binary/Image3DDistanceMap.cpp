@@ -1,0 +1,119 @@
+#include "arvo/binary/Image3DDistanceMap.h"
+
+#include "arvo/binary/ChessboardSweep.h"
+#include "arvo/binary/Image3DBoundary.h"
+#include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/platform/image/ElementTypes.h"
+#include "arvo/platform/threading/ThreadProgress.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int UNSIGNED_STAGES = 2; // the two sweeps
+constexpr int SIGNED_STAGES = 4;   // besides them the boundary and the signs
+
+} // namespace
+
+Image3DDistanceMap::Image3DDistanceMap(DISTANCE_TYPE type) : m_distanceType(type) {}
+
+Image3DDistanceMap::~Image3DDistanceMap() = default;
+
+Image3DDistanceMap::Image3DDistanceMap(const Image3DDistanceMap& other)
+    : Calculation(other),
+      m_input(other.m_input),
+      m_distanceType(other.m_distanceType)
+{
+    m_success = false;
+}
+
+Image3DDistanceMap& Image3DDistanceMap::operator=(const Image3DDistanceMap& other)
+{
+    if (this != &other) {
+        Calculation::operator=(other);
+        m_input = other.m_input;
+        m_distanceType = other.m_distanceType;
+        reset();
+    }
+    return *this;
+}
+
+void Image3DDistanceMap::setInputImage(const ArvoImage3D* image)
+{
+    if (checkValidInputImage(image))
+        m_input = image;
+}
+
+bool Image3DDistanceMap::checkValidInputImage(const ArvoImage3D* image)
+{
+    if (!image || !image::isOneOf(image->dataType(), image::ByteTypes{}))
+        return false;
+    const math::Ivec3 size = image->imageSize();
+    return std::min({size.x, size.y, size.z}) >= 3;
+}
+
+void Image3DDistanceMap::execute(const std::atomic<bool>& cancel)
+{
+    reset();
+    if (!checkValidInputImage(m_input))
+        return;
+    const bool isSigned = m_distanceType != UNSIGNED_DISTANCE;
+    if (m_progress)
+        m_progress->setTotal(isSigned ? SIGNED_STAGES : UNSIGNED_STAGES);
+    m_distanceImage = isSigned ? signedDistance(*m_input, cancel) : unsignedDistance(*m_input, cancel);
+    m_success = m_distanceImage != nullptr;
+}
+
+ArvoImage3D* Image3DDistanceMap::takeDistanceImage()
+{
+    return m_distanceImage.release();
+}
+
+void Image3DDistanceMap::reset()
+{
+    m_distanceImage.reset();
+    m_success = false;
+}
+
+void Image3DDistanceMap::finishStage() const
+{
+    if (m_progress)
+        m_progress->advance();
+}
+
+std::unique_ptr<ArvoImage3D> Image3DDistanceMap::unsignedDistance(const ArvoImage3D& object,
+                                                                  const std::atomic<bool>& cancel) const
+{
+    auto distance = std::make_unique<ArvoImage3D>(object.imageSize(), object.voxelSize(), image::Int16);
+    if (cancel.load() || !distance->isValid())
+        return nullptr;
+    chessboard::initAndSweepForward(object, *distance);
+    finishStage();
+    if (cancel.load())
+        return nullptr;
+    chessboard::sweepBackward(*distance);
+    finishStage();
+    if (cancel.load())
+        return nullptr;
+    distance->editFinished();
+    return distance;
+}
+
+std::unique_ptr<ArvoImage3D> Image3DDistanceMap::signedDistance(const ArvoImage3D& object,
+                                                                const std::atomic<bool>& cancel) const
+{
+    Image3DBoundary boundary;
+    boundary.setInputImage(&object);
+    boundary.execute(cancel);
+    if (cancel.load() || !boundary.isSuccess())
+        return nullptr;
+    finishStage();
+    const std::unique_ptr<ArvoImage3D> edge(boundary.takeBoundaryImage());
+    auto distance = unsignedDistance(*edge, cancel);
+    if (!distance || cancel.load())
+        return nullptr;
+    chessboard::negateInside(object, *distance);
+    finishStage();
+    distance->editFinished();
+    return distance;
+}
