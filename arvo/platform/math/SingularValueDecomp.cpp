@@ -1,8 +1,11 @@
 #include "arvo/platform/math/SingularValueDecomp.h"
 
+#include "arvo/platform/utility/VectorClones.h"
+
 #include <Eigen/Dense>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <vector>
 
@@ -14,23 +17,93 @@ struct Free {
 
 constexpr Eigen::Index BLOCK_ROWS = 1024;
 
+/// A block of rows of a matrix of three columns, column after column, and the triangle above it: one step of the QR
+/// decomposition. Only the diagonal element of a triangle's column and the block meet in a reflection, since the
+/// rest of the triangle's column is zero below the diagonal.
+///
+/// Sums run in eight fixed lanes, so that their bits do not depend on the width of the machine's vectors.
+struct ThreeColumns {
+    typedef double Lanes __attribute__((vector_size(32)));
+    static constexpr Eigen::Index LANES = 4;
+
+    Lanes column[3][BLOCK_ROWS / LANES];
+
+    /// Takes `count` rows over, filled up with zeros to pairs of vectors; returns the number of vectors.
+    ARVO_KERNEL Eigen::Index take(const double* rows, Eigen::Index count)
+    {
+        const Eigen::Index padded = (count + 2 * LANES - 1) / (2 * LANES) * (2 * LANES);
+        for (int k = 0; k < 3; ++k) {
+            auto* values = reinterpret_cast<double*>(column[k]);
+            for (Eigen::Index i = 0; i < count; ++i)
+                values[i] = rows[3 * i + k];
+            std::fill(values + count, values + padded, 0.0);
+        }
+        return padded / LANES;
+    }
+
+    ARVO_KERNEL double dot(int a, int b, Eigen::Index vectors) const
+    {
+        Lanes even = {};
+        Lanes odd = {};
+        for (Eigen::Index i = 0; i < vectors; i += 2) {
+            even += column[a][i] * column[b][i];
+            odd += column[a][i + 1] * column[b][i + 1];
+        }
+        even += odd;
+        return (even[0] + even[2]) + (even[1] + even[3]);
+    }
+
+    /// Reflects the block onto the triangle (row after row), one column after the other.
+    ARVO_KERNEL void foldInto(double (&triangle)[3][3], Eigen::Index vectors)
+    {
+        for (int k = 0; k < 3; ++k) {
+            const double below = dot(k, k, vectors);
+            if (below == 0.0)
+                continue;
+            const double diagonal = triangle[k][k];
+            const double reflected = -std::copysign(std::sqrt(diagonal * diagonal + below), diagonal);
+            const double head = diagonal - reflected; // the mirror's normal is (head, column k)
+            for (int j = k + 1; j < 3; ++j) {
+                const double along = (head * triangle[k][j] + dot(k, j, vectors)) / (reflected * head);
+                triangle[k][j] += along * head;
+                for (Eigen::Index i = 0; i < vectors; ++i)
+                    column[j][i] += along * column[k][i];
+            }
+            triangle[k][k] = reflected;
+        }
+    }
+};
+
+ARVO_VECTOR_CLONES void foldBlock(ThreeColumns& block, const double* rows, Eigen::Index count,
+                                  double (&triangle)[3][3])
+{
+    block.foldInto(triangle, block.take(rows, count));
+}
+
+Eigen::MatrixXd triangularFactorOfThreeColumns(const double* matrix, Eigen::Index rows)
+{
+    double triangle[3][3] = {};
+    ThreeColumns block;
+    for (Eigen::Index begin = 0; begin < rows; begin += BLOCK_ROWS)
+        foldBlock(block, matrix + begin * 3, std::min(BLOCK_ROWS, rows - begin), triangle);
+    return Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>>(&triangle[0][0]);
+}
+
 /// The triangular factor of the QR decomposition of a rows x columns matrix, row blocks folded in one by one.
-template <int Columns>
 Eigen::MatrixXd triangularFactor(const double* matrix, Eigen::Index rows, Eigen::Index columns)
 {
-    using Matrix = Eigen::Matrix<double, Eigen::Dynamic, Columns>;
     using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
     Eigen::MatrixXd factor = Eigen::MatrixXd::Zero(columns, columns);
-    Matrix stacked(columns + std::min(BLOCK_ROWS, rows), columns);
-    Eigen::HouseholderQR<Matrix> qr;
+    Eigen::MatrixXd stacked(columns + std::min(BLOCK_ROWS, rows), columns);
+    Eigen::HouseholderQR<Eigen::MatrixXd> qr;
     for (Eigen::Index begin = 0; begin < rows; begin += BLOCK_ROWS) {
         const Eigen::Index count = std::min(BLOCK_ROWS, rows - begin);
         stacked.resize(columns + count, columns);
         stacked.topRows(columns) = factor;
         stacked.bottomRows(count) = Eigen::Map<const RowMajor>(matrix + begin * columns, count, columns);
         qr.compute(stacked);
-        factor = qr.matrixQR().topRows(columns).template triangularView<Eigen::Upper>();
+        factor = qr.matrixQR().topRows(columns).triangularView<Eigen::Upper>();
     }
     return factor;
 }
@@ -68,8 +141,8 @@ void SingularValueDecomp::svdcmp()
     if (!a || m_rows == 0 || m_columns == 0)
         return;
 
-    const Eigen::MatrixXd factor = m_columns == 3 ? triangularFactor<3>(a, m_rows, m_columns)
-                                                  : triangularFactor<Eigen::Dynamic>(a, m_rows, m_columns);
+    const Eigen::MatrixXd factor =
+        m_columns == 3 ? triangularFactorOfThreeColumns(a, m_rows) : triangularFactor(a, m_rows, m_columns);
     if (!factor.allFinite())
         return;
     const Eigen::JacobiSVD<Eigen::MatrixXd> svd(factor, Eigen::ComputeFullV);
