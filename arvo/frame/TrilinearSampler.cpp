@@ -1,0 +1,78 @@
+#include "arvo/frame/TrilinearSampler.h"
+
+#include "arvo/platform/image/VoxelConversion.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <type_traits>
+
+namespace frame {
+
+namespace {
+
+constexpr int COUNT = SamplePositions::COUNT;
+
+/// Where the positions of a block lie along one axis: offsets of the lower and upper neighbour, and the fraction.
+struct Neighbours {
+    std::ptrdiff_t lower[COUNT];
+    std::ptrdiff_t upper[COUNT];
+    float fraction[COUNT];
+
+    Neighbours(const float* positions, std::ptrdiff_t extent, std::ptrdiff_t stride)
+    {
+        const auto last = static_cast<std::int32_t>(extent - 1);
+        for (int i = 0; i < COUNT; ++i) {
+            const std::int32_t index = image::truncateToInt32(positions[i]);
+            fraction[i] = positions[i] - static_cast<float>(index);
+            lower[i] = std::clamp(index, 0, last) * stride;
+            upper[i] = std::clamp(index + 1, 0, last) * stride;
+        }
+    }
+};
+
+} // namespace
+
+template <class T>
+void sampleOneByOne(const VolumeView<const T>& voxels, const SamplePositions& positions, float* samples)
+{
+    const Neighbours x(positions.x, voxels.width(), 1);
+    const Neighbours y(positions.y, voxels.height(), voxels.width());
+    const Neighbours z(positions.z, voxels.depth(), voxels.sliceCount());
+
+    // The loads one by one, the arithmetic in vectors.
+    using Loaded = std::conditional_t<std::is_floating_point_v<T>, float, std::int32_t>;
+    Loaded voxel[8][COUNT];
+    for (int i = 0; i < COUNT; ++i) {
+        const T* rows[4] = {voxels.data() + z.lower[i] + y.lower[i], voxels.data() + z.lower[i] + y.upper[i],
+                            voxels.data() + z.upper[i] + y.lower[i], voxels.data() + z.upper[i] + y.upper[i]};
+        for (int k = 0; k < 4; ++k) {
+            voxel[2 * k][i] = rows[k][x.lower[i]];
+            voxel[2 * k + 1][i] = rows[k][x.upper[i]];
+        }
+    }
+    for (int i = 0; i < COUNT; ++i) {
+        const float alongX[2] = {1.0f - x.fraction[i], x.fraction[i]};
+        const float alongY[2] = {1.0f - y.fraction[i], y.fraction[i]};
+        const float alongZ[2] = {1.0f - z.fraction[i], z.fraction[i]};
+        float sum = alongX[0] * alongY[0] * alongZ[0] * static_cast<float>(voxel[0][i]);
+        for (int k = 1; k < 8; ++k)
+            sum += alongX[k & 1] * alongY[k >> 1 & 1] * alongZ[k >> 2] * static_cast<float>(voxel[k][i]);
+        samples[i] = sum;
+    }
+}
+
+template <class T>
+TrilinearSampler<T>::TrilinearSampler(const ArvoImage3D& volume)
+    : m_voxels(volume),
+      m_sample(wideSamplerFor(m_voxels))
+{
+    if (!m_sample)
+        m_sample = sampleOneByOne<T>;
+}
+
+template class TrilinearSampler<unsigned char>;
+template class TrilinearSampler<short>;
+template class TrilinearSampler<unsigned short>;
+template class TrilinearSampler<float>;
+
+} // namespace frame
