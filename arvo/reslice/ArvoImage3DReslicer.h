@@ -5,11 +5,13 @@
 class ArvoImage3D;
 class Image2D;
 
-/// Cuts two-dimensional images out of a volume: slices along the three axes, copied voxel for voxel.
+/// Cuts two-dimensional images out of a volume: slices along the three axes, copied voxel for voxel, and oblique planes,
+/// sampled.
 ///
-/// Only static functions. Volumes, images and buffers stay the caller's. Everything runs on the calling thread and
-/// only reads the volume. A missing volume or buffer, or slices outside the volume where nothing else is said: one
-/// warning, false, nothing written.
+/// Only static functions. Volumes, images and buffers stay the caller's; the volume is only read. Positions and
+/// directions are three floats in continuous voxel indices, voxel centres on whole numbers. A missing volume, table or
+/// buffer, a negative size, slices outside the volume where nothing else is said, an image that holds fewer pixels
+/// than are written or pixels of another element type: one warning, false, nothing written.
 class ARVO_VOLUME_EXPORT ArvoImage3DReslicer {
 public:
     virtual ~ArvoImage3DReslicer();
@@ -38,6 +40,33 @@ public:
     static bool loadAxialSlice2D(ArvoImage3D* volume, int z, Image2D* image);
     static bool loadCoronalSlice2D(ArvoImage3D* volume, int y, Image2D* image);
     static bool loadSagittalSlice2D(ArvoImage3D* volume, int x, Image2D* image);
+
+    /// Samples the plane origin + x * dir1 + y * dir2 at the nearest voxel toward zero: pixel (x, y), at index
+    /// y * size[0] + x of the image's pixels, x < size[0], y < size[1].
+    ///
+    /// On each axis the position is truncated, so that (-1, 0) reads index 0; a pixel outside the volume gets the
+    /// volume's minValue(). Along a column the position advances by additions of dir2. The image has the volume's
+    /// element type: 16-bit, 8-bit, mask or float; another type: "ArvoImage3D::loadReslice() Data type not
+    /// implemented", nothing written. Runs on the calling thread.
+    static void loadReslice(ArvoImage3D* volume, float* origin, float* dir1, float* dir2, int* size,
+                            Image2D& image);
+
+    /// Samples the same plane trilinearly, truncating toward zero to the volume's element type.
+    ///
+    /// Each column is clipped to [0, n - 2] on every axis; pixels outside get the volume's minValue(). 16-bit, 8-bit
+    /// and mask volumes; float and others: "ArvoImage3D::loadInterpolatedReslice() Data type not implemented",
+    /// nothing written. Runs on the calling thread.
+    static void loadInterpolatedReslice(ArvoImage3D* volume, float* origin, float* dir1, float* dir2,
+                                        int* size, Image2D& image);
+
+    /// The same two into a fresh image of the volume's element type and that size.
+    ///
+    /// The pixel size becomes the lengths of dir1 and dir2 in world units and the length of the voxel's diagonal.
+    /// False without a message when the image cannot be made. A type that is refused leaves zeros, and true.
+    static bool loadReslice2D(ArvoImage3D* volume, float* origin, float* dir1, float* dir2, int* size,
+                              Image2D* image);
+    static bool loadInterpolatedReslice(ArvoImage3D* volume, float* origin, float* dir1, float* dir2,
+                                        int* size, Image2D* image);
 
 private:
     ArvoImage3DReslicer();
