@@ -54,12 +54,55 @@ public:
     /// bits wrap, the result does not. Failures and cost as there.
     static int labelImage(ArvoImage3D* in, ArvoImage3D* out);
 
+    /// Writes the largest part of the input mask, by all neighbours, to the output as 1, everything else as 0.
+    ///
+    /// Of equal parts the one that label() meets first. A mask without object gives an output of ones: its background
+    /// counts as the largest part. `partCount`, which may be null, receives the number of parts + 1. The output may be
+    /// the input. Parts past the limit of label() count as one.
+    ///
+    /// False, silently, output and `partCount` untouched, unless both volumes are masks of type Binary of one size.
+    /// O(n) time; besides the volumes, 2 bytes for each run of object voxels along x.
     bool keepLargestPart(int* partCount);
+
+    /// Keeps the grey values of the largest part, by all neighbours, of the voxels above the threshold; every other
+    /// voxel becomes the smallest value of the input.
+    ///
+    /// Input and output are 16-bit volumes of one size; the output may be the input. Ties and limit as above. Returns
+    /// the number of voxels kept, 0 when none is above the threshold. Missing volumes, other widths or different sizes:
+    /// one warning, 0, output untouched. O(n) time; besides the volumes, a mask of one byte a voxel.
     int keepLargestPart(int threshold);
+
+    /// Writes the parts of the input mask, by all neighbours, that have a voxel on axial slice `slice` to the output as
+    /// 1, everything else as 0; the second form only those of at least `minVolume` voxels. Returns the number of parts.
+    ///
+    /// Every non-zero byte is object. The output, of one byte a voxel, may be the input. Parts past the limit of label()
+    /// count as one. Missing volumes, other widths, different sizes or a slice outside: one warning, 0, output untouched.
+    /// O(n) time; besides the volumes, 2 bytes for each run of object voxels along x.
     int keepAllConnectedToSlice(int slice);
     int keepAllConnectedToSlice(int slice, int minVolume);
 
+    /// Erodes every axial slice of the input on its own by a disc: a voxel becomes 0 when a zero voxel of its slice
+    /// lies within the disc around it, otherwise it keeps its value.
+    ///
+    /// The disc holds the offsets at a distance below radius + 0.5; radius 0 copies. Radius 2:
+    ///
+    ///     . # # # .
+    ///     # # # # #
+    ///     # # # # #
+    ///     # # # # #
+    ///     . # # # .
+    ///
+    /// Beyond the border of the slice there is no background. Both volumes hold one byte a voxel; the output may be the
+    /// input. Missing volumes, other widths, different sizes or a negative radius: one warning, output untouched.
+    /// O(n r) time; besides the volumes, two slices.
     void erodeZ(int radius);
+
+    /// Writes 1 to the output for every object voxel of the input that has a background voxel among its 26 neighbours
+    /// inside the volume, 0 for every other; the faces of the volume make no edge.
+    ///
+    /// Both are masks of type Binary of one size; the output may be the input. Anything missing or of another type:
+    /// "Edge detection: The images are not valid", output untouched; different sizes: one warning as well.
+    /// O(n) time; besides the volumes, three slices.
     void edgeDetection();
 
     bool thresholdFilter(int threshold, bool strict);
