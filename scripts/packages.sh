@@ -3,3 +3,4 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config qt6-base-dev libgl-dev libtbb-d
 TEST_PACKAGES=(libgtest-dev)
 BENCH_PACKAGES=(libbenchmark-dev)
 EXAMPLE_PACKAGES=(libinsighttoolkit5-dev libfftw3-dev)
+PEER_PACKAGES=(libinsighttoolkit5-dev libfftw3-dev python3 python3-scipy python3-skimage)

@@ -29,12 +29,13 @@ void registerVariants(const Job& job, const std::function<void(benchmark::State&
     }
 }
 
-void report(benchmark::State& state, const Job& job, const Variant& variant)
+void report(benchmark::State& state, const Job& job, const Variant& variant, std::size_t peakBytes)
 {
     const double edge = variant.edge;
     const double count = job.nominalCount ? job.nominalCount(variant.edge) : edge * edge * edge;
     using Counter = benchmark::Counter;
     state.counters["ns/voxel"] = Counter(count * 1e-9, Counter::kIsIterationInvariantRate | Counter::kInvert);
+    state.counters["peak_MiB"] = static_cast<double>(peakBytes) / 1048576.0;
     if (job.bytes)
         state.SetBytesProcessed(static_cast<std::int64_t>(job.bytes(variant.edge)) * state.iterations());
 }

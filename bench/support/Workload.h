@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/PeakMemory.h"
+
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -29,15 +31,23 @@ struct Variant {
 
 /// Registers every variant of the job; `run` does its own timing.
 void registerVariants(const Job& job, const std::function<void(benchmark::State&, const Variant&)>& run);
-void report(benchmark::State& state, const Job& job, const Variant& variant);
+void report(benchmark::State& state, const Job& job, const Variant& variant, std::size_t peakBytes);
 
 } // namespace detail
 
 /// Registers a workload. prepare(edge) makes the state of one repetition and is not timed; run(state) is; the state is
-/// destroyed outside the timed part. What `run` allocates is allocated inside it.
+/// destroyed outside the timed part. What `run` allocates is allocated inside it. A first run is not timed; it tells the
+/// peak memory on top of the state.
 template <class Prepare, class Run> bool workload(const Job& job, Prepare prepare, Run run)
 {
     detail::registerVariants(job, [=](benchmark::State& state, const detail::Variant& variant) {
+        std::size_t peakBytes = 0;
+        {
+            auto warmUp = prepare(variant.edge);
+            const std::size_t before = resetPeakMemory();
+            run(warmUp);
+            peakBytes = peakMemory() - before;
+        }
         for (auto _ : state) {
             auto prepared = prepare(variant.edge);
             const auto begin = std::chrono::steady_clock::now();
@@ -45,7 +55,7 @@ template <class Prepare, class Run> bool workload(const Job& job, Prepare prepar
             const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
             state.SetIterationTime(elapsed.count());
         }
-        detail::report(state, job, variant);
+        detail::report(state, job, variant, peakBytes);
     });
     return true;
 }

@@ -3,6 +3,8 @@
 #include "support/Inputs.h"
 #include "support/Workload.h"
 
+#include "arvo/frame/VolumeView.h"
+
 namespace {
 
 const std::atomic<bool> neverCancelled{false};
@@ -21,7 +23,26 @@ void replaceMasked(Volumes& volumes)
     replace.execute(neverCancelled);
 }
 
+/// The same job with a look at the flag after every voxel: what the cancel rule saves.
+void replaceMaskedPolling(Volumes& volumes)
+{
+    const frame::VolumeView<short> voxels(volumes.image);
+    const frame::VolumeView<const unsigned char> mask(volumes.mask);
+    for (std::ptrdiff_t i = 0; i < voxels.count(); ++i) {
+        if (mask.data()[i] == 1)
+            voxels.data()[i] = -1000;
+        if (neverCancelled.load(std::memory_order_relaxed))
+            return;
+    }
+}
+
 const bool registered[] = {
+    bench::workload(
+        {.name = "replace_i16_polled"},
+        [](int edge) {
+            return Volumes{inputs::copyOf(inputs::ct16(edge)), inputs::copyOf(inputs::parts(edge))};
+        },
+        replaceMaskedPolling),
     bench::workload(
         {.name = "replace_i16", .isThreaded = true},
         [](int edge) {
