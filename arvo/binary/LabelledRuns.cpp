@@ -254,12 +254,24 @@ std::vector<unsigned char> LabelledRuns::partsOnSlice(std::ptrdiff_t z) const
     return isOnSlice;
 }
 
-std::vector<std::int64_t> LabelledRuns::volumes() const
+int LabelledRuns::labelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
+{
+    std::vector<RowWord> words(static_cast<std::size_t>(wordsOfRow(m_mask.width())));
+    std::size_t runs = m_firstOfSlice[static_cast<std::size_t>(z)];
+    for (std::ptrdiff_t row = 0; row <= y; ++row)
+        runs = packMaskRow(m_mask.row(row, z), m_mask.width(), m_isInverted, runs, words.data());
+    const bool isSet = words[static_cast<std::size_t>(x / WORD_BITS)].bits >> (x % WORD_BITS) & 1;
+    return isSet ? m_labels[runAt(words.data(), x)] : 0;
+}
+
+std::vector<std::int64_t> LabelledRuns::volumes(const std::atomic<bool>* cancel) const
 {
     std::vector<std::int64_t> volumes(static_cast<std::size_t>(m_partCount) + 1);
     std::vector<RowWord> words(static_cast<std::size_t>(wordsOfRow(m_mask.width())));
     const std::uint16_t* labels = m_labels.data();
     for (std::ptrdiff_t row = 0; row < m_mask.height() * m_mask.depth(); ++row) {
+        if (cancel && cancel->load(std::memory_order_relaxed))
+            return {};
         const unsigned char* bytes = m_mask.data() + row * m_mask.width();
         labels += countRuns(bytes, m_mask.width(), m_isInverted, words, labels, volumes.data());
     }

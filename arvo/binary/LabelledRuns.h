@@ -2,6 +2,7 @@
 
 #include "arvo/frame/VolumeView.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -29,14 +30,20 @@ public:
 
     /// K.
     int partCount() const { return m_partCount; }
-    /// The number of voxels of each label, 0 to K; that of label 0 is 0.
-    std::vector<std::int64_t> volumes() const;
+    /// The number of voxels of each label, 0 to K; that of label 0 is 0. With a flag, which is looked at before each
+    /// row: no numbers at all when it was found raised.
+    std::vector<std::int64_t> volumes(const std::atomic<bool>* cancel = nullptr) const;
+    /// The label of a voxel inside the mask, 0 when it is not set.
+    int labelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const;
     /// For each label, 0 to K, whether it has a voxel on slice z, which lies inside the mask.
     std::vector<unsigned char> partsOnSlice(std::ptrdiff_t z) const;
 
     /// Gives every voxel of `out` (T: unsigned char or short), a volume of the size of the mask, the value of its
-    /// label; there are K + 1 values. `out` may be the mask.
-    template <class T> void paint(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel) const;
+    /// label; there are K + 1 values. `out` may be the mask. With a flag, which is looked at before each row: false,
+    /// and the rest as it was, when it was found raised.
+    template <class T>
+    bool paint(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel,
+               const std::atomic<bool>* cancel = nullptr) const;
     /// As paint, except that the voxels of label 0 keep what they hold.
     template <class T>
     void paintOver(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel) const;
@@ -46,7 +53,8 @@ private:
     void scan(Neighbours neighbours);
 
     template <bool Over, class T>
-    void paintRows(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel) const;
+    bool paintRows(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel,
+                   const std::atomic<bool>* cancel) const;
 
     Mask m_mask;
     bool m_isInverted;

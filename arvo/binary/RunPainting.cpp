@@ -69,7 +69,8 @@ ARVO_VECTOR_CLONES std::size_t packMaskRow(const unsigned char* bytes, std::ptrd
 } // namespace
 
 template <bool Over, class T>
-void LabelledRuns::paintRows(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel) const
+bool LabelledRuns::paintRows(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel,
+                             const std::atomic<bool>* cancel) const
 {
     const std::ptrdiff_t width = m_mask.width();
     std::vector<RowWord> words(static_cast<std::size_t>(wordsOfRow(width)));
@@ -77,6 +78,8 @@ void LabelledRuns::paintRows(const frame::VolumeView<T>& out, const std::vector<
     const T background = valueOfLabel[0];
     const std::uint16_t* labels = m_labels.data();
     for (std::ptrdiff_t row = 0; row < m_mask.height() * m_mask.depth(); ++row) {
+        if (cancel && cancel->load(std::memory_order_relaxed))
+            return false;
         const unsigned char* bytes = m_mask.data() + row * width;
         T* outRow = out.data() + row * width;
         if (packMaskRow(bytes, width, m_isInverted, words.data()) == 0) {
@@ -90,23 +93,26 @@ void LabelledRuns::paintRows(const frame::VolumeView<T>& out, const std::vector<
         else
             takeWhereSet(bytes, m_isInverted, spread.data(), background, outRow, width);
     }
+    return true;
 }
 
 template <class T>
-void LabelledRuns::paint(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel) const
+bool LabelledRuns::paint(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel,
+                         const std::atomic<bool>* cancel) const
 {
-    paintRows<false>(out, valueOfLabel);
+    return paintRows<false>(out, valueOfLabel, cancel);
 }
 
 template <class T>
 void LabelledRuns::paintOver(const frame::VolumeView<T>& out, const std::vector<T>& valueOfLabel) const
 {
-    paintRows<true>(out, valueOfLabel);
+    paintRows<true>(out, valueOfLabel, nullptr);
 }
 
-template void LabelledRuns::paint(const frame::VolumeView<short>&, const std::vector<short>&) const;
-template void LabelledRuns::paint(const frame::VolumeView<unsigned char>&,
-                                  const std::vector<unsigned char>&) const;
+template bool LabelledRuns::paint(const frame::VolumeView<short>&, const std::vector<short>&,
+                                  const std::atomic<bool>*) const;
+template bool LabelledRuns::paint(const frame::VolumeView<unsigned char>&, const std::vector<unsigned char>&,
+                                  const std::atomic<bool>*) const;
 template void LabelledRuns::paintOver(const frame::VolumeView<short>&, const std::vector<short>&) const;
 
 } // namespace binary
