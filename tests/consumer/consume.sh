@@ -11,7 +11,7 @@ prefix=$(realpath "$work")/prefix
 case $way in
 package)
   cmake --install "$build" --prefix "$prefix" >/dev/null
-  cmake -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix"
+  cmake -G Ninja -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix"
   cmake --build "$work/build"
   "$work/build/consumer"
   ;;
@@ -24,7 +24,7 @@ pkgconfig)
   "$work/consumer"
   ;;
 subdirectory)
-  cmake -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DARVO_SOURCE_DIR="$(cd "$here/../.." && pwd)"
+  cmake -G Ninja -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DARVO_SOURCE_DIR="$(cd "$here/../.." && pwd)"
   cmake --build "$work/build" --target consumer
   "$work/build/consumer"
   ;;
