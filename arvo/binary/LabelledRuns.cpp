@@ -43,94 +43,77 @@ struct RowNeighbours {
     const RowWord* belowBefore; // (y - 1, z - 1)
 };
 
-/// The bits of word w and of the voxels before and after each of its voxels.
+/// The bits of word w of a row, and at the same places those of the voxels before and after.
 struct Window {
-    std::uint64_t left;
-    std::uint64_t centre;
-    std::uint64_t right;
+    std::uint64_t before;
+    std::uint64_t here;
+    std::uint64_t after;
 
     ARVO_KERNEL Window(const RowWord* row, std::ptrdiff_t w)
-        : left(row[w].bits << 1 | row[w - 1].bits >> (WORD_BITS - 1)),
-          centre(row[w].bits),
-          right(row[w].bits >> 1 | row[w + 1].bits << (WORD_BITS - 1))
+        : before(row[w].bits << 1 | row[w - 1].bits >> (WORD_BITS - 1)),
+          here(row[w].bits),
+          after(row[w].bits >> 1 | row[w + 1].bits << (WORD_BITS - 1))
+    {
+    }
+};
+
+/// The places of a word at which two rows touch and a look at their runs says something new.
+///
+/// At place x touch the voxels x of both rows (straight), or the voxel x of one and x - 1 of the other (diagonally).
+/// Two runs need to be joined only once, so of straight places side by side only the first counts, and a diagonal one
+/// only where both runs have no voxel nearer to each other.
+struct Contacts {
+    std::uint64_t straight;
+    std::uint64_t diagonal;
+
+    ARVO_KERNEL Contacts(const Window& a, const Window& b)
+        : straight(a.here & b.here & ~(a.before & b.before)),
+          diagonal((a.here & ~a.before & b.before & ~b.here) | (b.here & ~b.before & a.before & ~a.here))
     {
     }
 
-    ARVO_KERNEL std::uint64_t any() const { return left | centre | right; }
+    /// Drops the places where the two voxels have a common neighbour in that row, through which they are joined.
+    ARVO_KERNEL void dropNeighboursOf(const Window& row)
+    {
+        straight &= ~(row.before | row.here | row.after);
+        diagonal &= ~(row.before | row.here);
+    }
 };
 
-/// The run that voxel x, which is set, belongs to.
-ARVO_KERNEL std::size_t runAt(const RowWord* row, std::ptrdiff_t x)
+/// The last run that begins at place i of the word or before it.
+ARVO_KERNEL std::size_t runAt(const RowWord& word, std::ptrdiff_t i)
 {
-    const RowWord& word = row[x / WORD_BITS];
-    const std::uint64_t upToHere = ~std::uint64_t(0) >> (WORD_BITS - 1 - x % WORD_BITS);
+    const std::uint64_t upToHere = ~std::uint64_t(0) >> (WORD_BITS - 1 - i);
     return word.runs + static_cast<std::size_t>(std::popcount(word.begins & upToHere)) - 1;
 }
 
-/// Joins, for every set bit x of `contacts`, the run of voxel x here with that of voxel x + shift there.
-ARVO_KERNEL void joinAt(std::uint64_t contacts, std::ptrdiff_t w, const RowWord* here, const RowWord* there,
-                        std::ptrdiff_t shift, ProvisionalLabels& labels)
+ARVO_KERNEL void startRuns(std::uint64_t places, const RowWord& here, ProvisionalLabels& labels)
 {
-    forEachBit(contacts, [&](std::ptrdiff_t i) {
-        const std::ptrdiff_t x = w * WORD_BITS + i;
-        labels.join(runAt(here, x), runAt(there, x + shift));
-    });
+    forEachBit(places, [&](std::ptrdiff_t i) { labels.start(runAt(here, i)); });
 }
 
-ARVO_KERNEL void startAt(std::uint64_t starts, const RowWord& word, ProvisionalLabels& labels)
+/// Joins the runs here with those there at the given places. Where a row has no voxel at the place, the run is the one
+/// that ends just before.
+ARVO_KERNEL void joinRuns(std::uint64_t places, const RowWord& here, const RowWord& there,
+                          ProvisionalLabels& labels)
 {
-    forEachBit(starts, [&](std::ptrdiff_t i) {
-        const std::uint64_t before = (std::uint64_t(1) << i) - 1;
-        labels.start(word.runs + static_cast<std::size_t>(std::popcount(word.begins & before)));
-    });
+    forEachBit(places, [&](std::ptrdiff_t i) { labels.join(runAt(here, i), runAt(there, i)); });
 }
 
-/// Labels the runs of a row by face neighbours. Two runs that touch are joined once, where they begin to touch.
+/// Labels the runs of a row by face neighbours.
 ARVO_VECTOR_CLONES void labelRowByFaces(const RowNeighbours& rows, std::ptrdiff_t words,
                                         ProvisionalLabels& labels)
 {
     for (std::ptrdiff_t w = 0; w < words; ++w) {
-        const RowWord& here = rows.here[w];
-        if (here.bits == 0)
+        const Window here(rows.here, w);
+        if (here.here == 0)
             continue;
-        startAt(here.begins & ~(rows.before[w].bits | rows.below[w].bits), here, labels);
-        for (const RowWord* there : {rows.below, rows.before}) {
-            const std::uint64_t touches = here.bits & there[w].bits;
-            const std::uint64_t touchedLast = rows.here[w - 1].bits & there[w - 1].bits;
-            joinAt(touches & ~(touches << 1 | touchedLast >> (WORD_BITS - 1)), w, rows.here, there, 0,
-                   labels);
-        }
+        const Window below(rows.below, w);
+        const Window before(rows.before, w);
+        startRuns(rows.here[w].begins & ~(below.here | before.here), rows.here[w], labels);
+        joinRuns(Contacts(here, below).straight, rows.here[w], rows.below[w], labels);
+        joinRuns(Contacts(here, before).straight, rows.here[w], rows.before[w], labels);
     }
-}
-
-/// The pairs of touching voxels that are joined already, through a common neighbour in a row nearer to the row here.
-struct KnownPairs {
-    std::uint64_t straight = 0; // bit x: voxel x here and voxel x there
-    std::uint64_t left = 0;     // bit x: voxel x here and voxel x - 1 there
-    std::uint64_t right = 0;    // bit x: voxel x here and voxel x + 1 there
-
-    ARVO_KERNEL void addCommonNeighbours(const Window& nearer)
-    {
-        straight |= nearer.any();
-        left |= nearer.centre | nearer.left;
-        right |= nearer.centre | nearer.right;
-    }
-};
-
-/// Joins the runs of word w with those that they touch in a neighbour row, straight or diagonally.
-///
-/// Only pairs of voxels that say something new are looked at: of straight pairs side by side the first, diagonal pairs
-/// only where there is no straight one beside them.
-ARVO_KERNEL void joinNeighbourRow(const Window& here, const Window& there, const KnownPairs& known,
-                                  std::ptrdiff_t w, const RowWord* hereRow, const RowWord* thereRow,
-                                  ProvisionalLabels& labels)
-{
-    const std::uint64_t straight = here.centre & there.centre & ~(here.left & there.left) & ~known.straight;
-    const std::uint64_t left = here.centre & there.left & ~here.left & ~there.centre & ~known.left;
-    const std::uint64_t right = here.centre & there.right & ~here.right & ~there.centre & ~known.right;
-    joinAt(straight, w, hereRow, thereRow, 0, labels);
-    joinAt(left, w, hereRow, thereRow, -1, labels);
-    joinAt(right, w, hereRow, thereRow, 1, labels);
 }
 
 /// Labels the runs of a row by all neighbours.
@@ -139,28 +122,37 @@ ARVO_KERNEL void joinNeighbourRow(const Window& here, const Window& there, const
 ///              below                   here
 ///              belowAfter
 ///
-/// Rows `before` and `belowAfter` touch `below`, and belowBefore touches `below` and `before`. A voxel there that has a
-/// neighbour in such a row, which touches the voxel here as well, is joined already.
+/// Rows `before` and `belowAfter` touch `below`, and belowBefore touches `below` and `before`: what they have in common
+/// with those neighbours needs no second join.
 ARVO_VECTOR_CLONES void labelRowByAll(const RowNeighbours& rows, std::ptrdiff_t words,
                                       ProvisionalLabels& labels)
 {
     for (std::ptrdiff_t w = 0; w < words; ++w) {
-        if (rows.here[w].bits == 0)
-            continue;
         const Window here(rows.here, w);
+        if ((here.here | here.before) == 0)
+            continue;
         const Window below(rows.below, w);
         const Window before(rows.before, w);
         const Window belowBefore(rows.belowBefore, w);
         const Window belowAfter(rows.belowAfter, w);
-        startAt(rows.here[w].begins & ~(below.any() | before.any() | belowBefore.any() | belowAfter.any()),
-                rows.here[w], labels);
-        KnownPairs known;
-        joinNeighbourRow(here, below, known, w, rows.here, rows.below, labels);
-        known.addCommonNeighbours(below);
-        joinNeighbourRow(here, before, known, w, rows.here, rows.before, labels);
-        joinNeighbourRow(here, belowAfter, known, w, rows.here, rows.belowAfter, labels);
-        known.addCommonNeighbours(before);
-        joinNeighbourRow(here, belowBefore, known, w, rows.here, rows.belowBefore, labels);
+        const std::uint64_t touched = below.before | below.here | below.after | before.before | before.here |
+                                      before.after | belowBefore.before | belowBefore.here |
+                                      belowBefore.after | belowAfter.before | belowAfter.here |
+                                      belowAfter.after;
+        startRuns(rows.here[w].begins & ~touched, rows.here[w], labels);
+        const Contacts withBelow(here, below);
+        Contacts withBefore(here, before);
+        Contacts withBelowAfter(here, belowAfter);
+        Contacts withBelowBefore(here, belowBefore);
+        withBefore.dropNeighboursOf(below);
+        withBelowAfter.dropNeighboursOf(below);
+        withBelowBefore.dropNeighboursOf(below);
+        withBelowBefore.dropNeighboursOf(before);
+        joinRuns(withBelow.straight | withBelow.diagonal, rows.here[w], rows.below[w], labels);
+        joinRuns(withBefore.straight | withBefore.diagonal, rows.here[w], rows.before[w], labels);
+        joinRuns(withBelowAfter.straight | withBelowAfter.diagonal, rows.here[w], rows.belowAfter[w], labels);
+        joinRuns(withBelowBefore.straight | withBelowBefore.diagonal, rows.here[w], rows.belowBefore[w],
+                 labels);
     }
 }
 
@@ -260,8 +252,9 @@ int LabelledRuns::labelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) 
     std::size_t runs = m_firstOfSlice[static_cast<std::size_t>(z)];
     for (std::ptrdiff_t row = 0; row <= y; ++row)
         runs = packMaskRow(m_mask.row(row, z), m_mask.width(), m_isInverted, runs, words.data());
-    const bool isSet = words[static_cast<std::size_t>(x / WORD_BITS)].bits >> (x % WORD_BITS) & 1;
-    return isSet ? m_labels[runAt(words.data(), x)] : 0;
+    const RowWord& word = words[static_cast<std::size_t>(x / WORD_BITS)];
+    const bool isSet = word.bits >> (x % WORD_BITS) & 1;
+    return isSet ? m_labels[runAt(word, x % WORD_BITS)] : 0;
 }
 
 std::vector<std::int64_t> LabelledRuns::volumes(const std::atomic<bool>* cancel) const

@@ -40,18 +40,12 @@ public:
     /// Makes the two runs one part. `labelled` has a label; `run` may have none.
     void join(std::size_t run, std::size_t labelled)
     {
-        std::uint16_t a = m_ofRun[run];
-        std::uint16_t b = m_ofRun[labelled];
-        if (a == b)
-            return;
-        b = root(b);
-        if (a != NONE) {
-            a = root(a);
-            if (a < b)
-                std::swap(a, b);
-            (*m_parents)[a] = b;
-        }
-        m_ofRun[run] = b;
+        const std::uint16_t other = (*m_parents)[m_ofRun[labelled]];
+        const std::uint16_t own = m_ofRun[run];
+        const std::uint16_t kept = own == NONE ? other : own; // no branch: neither case is rare
+        m_ofRun[run] = kept;
+        if (kept != other)
+            m_ofRun[run] = unite(kept, other);
     }
 
     /// Whether every run from `first` on belongs to the part of label LIMIT, which has been handed out.
@@ -80,6 +74,15 @@ public:
 
 private:
     using Table = std::array<std::uint16_t, LIMIT + 1>;
+
+    std::uint16_t unite(std::uint16_t a, std::uint16_t b)
+    {
+        a = root(a);
+        b = root(b);
+        const std::uint16_t smaller = std::min(a, b);
+        (*m_parents)[std::max(a, b)] = smaller;
+        return smaller;
+    }
 
     std::uint16_t root(std::uint16_t label)
     {

@@ -47,8 +47,10 @@ ARVO_VECTOR_CLONES void takeWhereSet(const unsigned char* mask, bool invert, con
                                      T* out, std::ptrdiff_t count)
 {
 #pragma GCC ivdep // out is the mask itself or apart from it
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = (mask[i] == 0) == invert ? spread[i] : background;
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+        const T value = spread[i];
+        out[i] = (mask[i] == 0) == invert ? value : background;
+    }
 }
 
 template <class T>
@@ -56,8 +58,11 @@ ARVO_VECTOR_CLONES void takeOverWhereSet(const unsigned char* mask, bool invert,
                                          std::ptrdiff_t count)
 {
 #pragma GCC ivdep
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = (mask[i] == 0) == invert ? spread[i] : out[i];
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+        const T value = spread[i];
+        const T old = out[i];
+        out[i] = (mask[i] == 0) == invert ? value : old;
+    }
 }
 
 ARVO_VECTOR_CLONES std::size_t packMaskRow(const unsigned char* bytes, std::ptrdiff_t width, bool invert,
