@@ -10,6 +10,7 @@ namespace {
 
 using binary::LabelledRuns;
 using Bytes = frame::VolumeView<unsigned char>;
+using Shorts = frame::VolumeView<short>;
 
 bool isOfWidth(const ArvoImage3D* image, std::size_t width)
 {
@@ -45,6 +46,19 @@ std::vector<unsigned char> onlyLabel(std::size_t label, const LabelledRuns& part
     std::vector<unsigned char> isKept(static_cast<std::size_t>(parts.partCount()) + 1);
     isKept[label] = 1;
     return isKept;
+}
+
+void clearOutside(const Bytes& mask, const Shorts& in, short value, const Shorts& out)
+{
+    for (std::ptrdiff_t row = 0; row < mask.height() * mask.depth(); ++row) {
+        const std::ptrdiff_t offset = row * mask.width();
+        const unsigned char* isKept = mask.data() + offset;
+        const short* from = in.data() + offset;
+        short* to = out.data() + offset;
+#pragma GCC ivdep // the output is the input itself or apart from it
+        for (std::ptrdiff_t x = 0; x < mask.width(); ++x)
+            to[x] = isKept[x] ? from[x] : value;
+    }
 }
 
 /// Paints the parts on slice z that have at least that volume; returns their number.
@@ -83,6 +97,28 @@ bool ArvoImageBinaryTools::keepLargestPart(int* partCount)
     if (partCount)
         *partCount = parts->partCount() + 1;
     return true;
+}
+
+int ArvoImageBinaryTools::keepLargestPart(int threshold)
+{
+    if (!canSelect(m_input, m_output, sizeof(short)))
+        return 0;
+    ArvoImage3D mask;
+    if (!mask.createFrom(m_input, image::Binary) ||
+        !thresholdFilter(*m_input, mask, static_cast<float>(threshold), true))
+        return 0;
+    const auto parts = partsOf(mask);
+    if (!parts)
+        return 0;
+    const std::vector<std::int64_t> volumes = parts->volumes();
+    const std::size_t largest = largestOf(volumes);
+    std::vector<unsigned char> isKept = onlyLabel(largest, *parts);
+    isKept[0] = 0;
+    parts->paint(Bytes(mask), isKept);
+    const auto minimum = static_cast<short>(m_input->minValue());
+    clearOutside(Bytes(mask), Shorts(*m_input), minimum, Shorts(*m_output));
+    m_output->editFinished();
+    return static_cast<int>(volumes[largest]);
 }
 
 int ArvoImageBinaryTools::keepAllConnectedToSlice(int slice)

@@ -5,6 +5,8 @@
 #include "support/SameBits.h"
 #include "support/Warnings.h"
 
+#include <tuple>
+
 using namespace testing_support;
 using Tools = ArvoImageBinaryTools;
 
@@ -114,6 +116,47 @@ TEST(KeepLargestPart, SaysNothingAboutImagesThatItDoesNotTake)
     EXPECT_TRUE(warnings.texts().empty());
 }
 
+TEST(KeepLargestPart, KeepsGreyValuesAboveAThreshold)
+{
+    std::uint64_t seed = 0;
+    std::vector<math::Ivec3> sizes = someSizes();
+    sizes.push_back(math::Ivec3(60, 50, 20));
+    for (const math::Ivec3& size : sizes) {
+        for (const image::DataType type : {image::Int16, image::UInt16}) {
+            ArvoImage3D in = randomVolume(size, type, ++seed);
+            in.getAxialSlice(0)[1] = static_cast<char>(0x80); // a value whose sign depends on the type
+            in.editFinished();
+            for (const int threshold : {-40000, -20000, 0, 25000, 28000, 50000, 60000, 70000}) {
+                ArvoImage3D mask;
+                mask.createFrom(&in, image::Binary);
+                for (std::size_t i = 0; i < voxels<unsigned char>(mask).size(); ++i) {
+                    const int value =
+                        type == image::Int16 ? voxels<short>(in)[i] : voxels<unsigned short>(in)[i];
+                    voxels<unsigned char>(mask)[i] = value > threshold;
+                }
+                const naive::Labelled parts = naive::label(mask, true);
+                const std::vector<int> volumes = volumesOf(parts);
+                const int best = largestAbove(0, volumes);
+                ArvoImage3D expected = copyOf(in);
+                for (std::size_t i = 0; i < voxels<short>(expected).size(); ++i) {
+                    if (voxels<short>(parts.labels)[i] != best)
+                        voxels<short>(expected)[i] = static_cast<short>(in.minValue());
+                }
+                const std::string what =
+                    describe(size, type, seed) + ", threshold " + std::to_string(threshold);
+                const int volume = best < 0 ? 0 : volumes[static_cast<std::size_t>(best)];
+                ArvoImage3D actual = copyOf(in);
+                actual.zeroSlices();
+                EXPECT_EQ(volume, toolsOn(&in, &actual).keepLargestPart(threshold)) << what;
+                EXPECT_TRUE(sameBits(expected, actual)) << what;
+                ArvoImage3D inPlace = copyOf(in);
+                EXPECT_EQ(volume, toolsOn(&inPlace, &inPlace).keepLargestPart(threshold)) << what;
+                EXPECT_TRUE(sameBits(expected, inPlace)) << what << ", in place";
+            }
+        }
+    }
+}
+
 TEST(KeepAllConnectedToSlice, AgreesWithTheDefinition)
 {
     forEachMask([](ArvoImage3D mask, const std::string& what) {
@@ -168,6 +211,12 @@ TEST(KeepAllConnectedToSlice, RefusesBadCalls)
         EXPECT_EQ(0, toolsOn(call.in, call.out).keepAllConnectedToSlice(call.slice));
         EXPECT_EQ(0, toolsOn(call.in, call.out).keepAllConnectedToSlice(call.slice, 1));
         EXPECT_EQ(std::vector<std::string>(2, call.warning), warnings.texts());
+    }
+    for (const auto& [in, out, warning] :
+         {std::tuple(&mask, &grey, calls[0].warning), {&grey, &mask, calls[2].warning}}) {
+        const Warnings warnings;
+        EXPECT_EQ(0, toolsOn(in, out).keepLargestPart(1));
+        EXPECT_EQ(std::vector<std::string>{warning}, warnings.texts());
     }
     EXPECT_TRUE(sameBits(before, mask));
 }
