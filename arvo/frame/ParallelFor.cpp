@@ -17,14 +17,19 @@ void parallelFor(int count, const std::function<void(int first, int end)>& body)
         body(0, count);
         return;
     }
-    tbb::task_arena arena(threads);
-    arena.execute([&] {
+    const auto run = [&] {
         tbb::task_group_context context;
         tbb::parallel_for(
             tbb::blocked_range<int>(0, count),
             [&](const tbb::blocked_range<int>& piece) { body(piece.begin(), piece.end()); },
             tbb::auto_partitioner(), context);
-    });
+    };
+    // An arena of its own only where the caller's would be too wide: the pool's threads look for work in the arena of
+    // the last loop for a while, which on a busy machine can outlast the next loop.
+    if (threads >= tbb::this_task_arena::max_concurrency())
+        run();
+    else
+        tbb::task_arena(threads).execute(run);
 }
 
 } // namespace frame
