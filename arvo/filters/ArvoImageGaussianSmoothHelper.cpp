@@ -5,7 +5,6 @@
 #include "arvo/frame/RoundToVoxel.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
-#include "arvo/platform/threading/ThreadCount.h"
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
@@ -197,16 +196,14 @@ private:
     std::vector<const float*> m_xRows, m_yRows, m_zRows;
 };
 
-/// Rows a band holds: its ring should stay in a core's second-level cache, its repeated x rows should not weigh much,
-/// and every thread should get a band.
+/// Rows a band holds: its ring should stay in a core's second-level cache, and the rows that two bands both filter along
+/// x should not weigh much.
 template <class T> std::ptrdiff_t rowsPerBand(const Kernels& kernels, const frame::VolumeView<const T>& in)
 {
     constexpr std::ptrdiff_t RING_BYTES = 512 << 10;
-    const std::ptrdiff_t slots = std::min(std::ssize(kernels.z), in.depth());
-    const std::ptrdiff_t cached = RING_BYTES / (slots * in.width() * std::ptrdiff_t(sizeof(float)));
-    const std::ptrdiff_t rows = std::max(cached, 6 * radiusOf(kernels.y) + 1);
-    const std::ptrdiff_t share = (in.height() - 1) / threading::idealThreadCount() + 1;
-    return std::min(rows, share);
+    const std::ptrdiff_t ringSlices = std::min(std::ssize(kernels.z), in.depth());
+    const std::ptrdiff_t cached = RING_BYTES / (ringSlices * in.width() * std::ptrdiff_t(sizeof(float)));
+    return frame::evenPieceSize(in.height(), std::max(cached, 6 * radiusOf(kernels.y)));
 }
 
 template <class T> bool holdsElements(const ArvoImage3D& image)

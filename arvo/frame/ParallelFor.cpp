@@ -6,6 +6,8 @@
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 
+#include <algorithm>
+
 namespace frame {
 
 void parallelFor(int count, const std::function<void(int first, int end)>& body)
@@ -30,6 +32,16 @@ void parallelFor(int count, const std::function<void(int first, int end)>& body)
         run();
     else
         tbb::task_arena(threads).execute(run);
+}
+
+std::ptrdiff_t evenPieceSize(std::ptrdiff_t extent, std::ptrdiff_t largest)
+{
+    if (extent < 1)
+        return 1;
+    const std::ptrdiff_t threads = threading::idealThreadCount();
+    const std::ptrdiff_t needed = (extent - 1) / std::max<std::ptrdiff_t>(largest, 1) + 1;
+    const std::ptrdiff_t pieces = ((needed - 1) / threads + 1) * threads;
+    return (extent - 1) / pieces + 1;
 }
 
 } // namespace frame
