@@ -1,0 +1,26 @@
+#include "arvo/differential/DirectGradientNorm.h"
+
+#include "arvo/differential/DirectGradientNormWorker.h"
+#include "arvo/differential/SliceThreads.h"
+#include "arvo/frame/CallChecks.h"
+
+DirectGradientNorm::~DirectGradientNorm() = default;
+
+void DirectGradientNorm::calculateNormGradient(ArvoImage3D* input, ArvoImage3D* output)
+{
+    if (!frame::isUsable(input)) {
+        frame::refuse("DirectGradientNorm : no valid input image.");
+        return;
+    }
+    if (!output || output == input) {
+        frame::refuse("DirectGradientNorm : no output image of its own.");
+        return;
+    }
+    differential::runSliceThreads(input->imageSize().z, [&](int start, int stop) {
+        auto worker = std::make_unique<DirectGradientNormWorker>(nullptr);
+        worker->setImages(input, output);
+        worker->setWork(start, stop);
+        return worker;
+    });
+    output->editFinished();
+}
