@@ -3,6 +3,7 @@
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ArvoImage3D.h"
 #include "arvo/platform/image/ElementTypes.h"
+#include "arvo/platform/threading/ThreadProgress.h"
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
@@ -63,7 +64,11 @@ void Image3DBoundary::execute(const std::atomic<bool>& cancel)
     reset();
     if (!checkValidInputImage(m_input))
         return;
+    if (m_progress)
+        m_progress->setTotal(1);
     m_boundaryImage = detectBoundary();
+    if (m_progress)
+        m_progress->advance();
     m_success = !cancel.load() && m_boundaryImage->isValid();
 }
 

@@ -92,6 +92,16 @@ TEST(MaskWithBoundingBox, AgreesOnFacesThroughVoxels)
             expectPainted({29, 17, 13}, image::Int16, box, -1.9f, std::to_string(angle));
         }
     }
+    // Faces next to voxel centres, where single precision decides: the box is a multiple of the spacing, scaled twice.
+    for (const float scale : {0.1f, 0.3f, 0.7f, 1.1f, 1.0f / 3, 1.0f / 7}) {
+        QMatrix4x4 placement;
+        placement.rotate(90.0f, QVector3D(0, 0, 1));
+        placement.scale(scale);
+        const OrientedBoundingBox box(
+            BoundingBox(1.5f / scale, -10 / scale, 2.5f / scale, 9 / scale, -2 / scale, 10 / scale),
+            placement);
+        expectPainted({29, 17, 13}, image::Int16, box, 7, "scale " + std::to_string(scale));
+    }
     expectPainted({1, 1, 1}, image::UInt8, OrientedBoundingBox(BoundingBox(0, 0, 0, 0, 0, 0)), 1, "a point");
 }
 
