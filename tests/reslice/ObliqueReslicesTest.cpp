@@ -1,6 +1,7 @@
 #include "arvo/reslice/ArvoImage3DReslicer.h"
 
 #include "NaiveSampler.h"
+#include "RandomComponents.h"
 #include "support/RandomVolume.h"
 #include "support/Warnings.h"
 
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <limits>
 
 using namespace testing_support;
 
@@ -25,27 +25,6 @@ struct Plane {
     Vec dir2;
     std::array<int, 2> size;
 };
-
-/// A component of a direction or an origin: mostly small, often 0 or a whole number, sometimes absurd.
-float component(Random& random, float scale)
-{
-    constexpr float absurd[] = {1e9f, -1e9f, 3e38f, std::numeric_limits<float>::infinity(),
-                                std::numeric_limits<float>::quiet_NaN()};
-    const float any = std::uniform_real_distribution<float>(-scale, scale)(random);
-    switch (random() % 16) {
-    case 0:
-    case 1:
-    case 2:
-        return 0.0f;
-    case 3:
-    case 4:
-        return std::round(any);
-    case 5:
-        return random() % 4 == 0 ? absurd[random() % 5] : -0.0f;
-    default:
-        return any;
-    }
-}
 
 Plane randomPlane(Random& random)
 {
