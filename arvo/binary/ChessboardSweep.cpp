@@ -166,10 +166,15 @@ void initAndSweepForward(const ArvoImage3D& object, ArvoImage3D& distance)
     }
 }
 
-void sweepBackward(ArvoImage3D& distance)
+void sweepBackward(ArvoImage3D& distance, const ArvoImage3D* inside)
 {
     const frame::VolumeView<short> output(distance);
     std::vector<short> column(static_cast<std::size_t>(output.width() + 2), FAR);
+    const auto finishSlice = [&](std::ptrdiff_t z) {
+        if (inside)
+            negateRun(frame::VolumeView<const unsigned char>(*inside).slice(z), output.slice(z),
+                      output.sliceCount());
+    };
     for (std::ptrdiff_t z = output.depth() - 2; z >= 0; --z) {
         for (std::ptrdiff_t y = output.height() - 1; y >= 0; --y) {
             const short* nearest = output.row(y, z + 1);
@@ -180,14 +185,9 @@ void sweepBackward(ArvoImage3D& distance)
             sweepRow<Backward>(neighbours, DistanceStart{output.row(y, z)}, output.row(y, z), column.data(),
                                output.width());
         }
+        finishSlice(z + 1); // no other slice looks at it
     }
-}
-
-void negateInside(const ArvoImage3D& object, ArvoImage3D& distance)
-{
-    const frame::VolumeView<const unsigned char> input(object);
-    const frame::VolumeView<short> output(distance);
-    negateRun(input.data(), output.data(), output.count());
+    finishSlice(0);
 }
 
 } // namespace chessboard

@@ -13,10 +13,8 @@ namespace chessboard {
 /// last forward.
 void initAndSweepForward(const ArvoImage3D& object, ArvoImage3D& distance);
 
-/// Sweeps the slices from the last but one to 0 backward.
-void sweepBackward(ArvoImage3D& distance);
-
-/// Negates the distance of every voxel whose object voxel is not zero.
-void negateInside(const ArvoImage3D& object, ArvoImage3D& distance);
+/// Sweeps the slices from the last but one to 0 backward. The distances of the non-zero voxels of `inside`, if there is
+/// one, are negated afterwards, slice by slice as soon as none of the others needs them.
+void sweepBackward(ArvoImage3D& distance, const ArvoImage3D* inside);
 
 } // namespace chessboard

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr int UNSIGNED_STAGES = 2; // the two sweeps
-constexpr int SIGNED_STAGES = 4;   // besides them the boundary and the signs
+constexpr int SIGNED_STAGES = 3;   // besides them the boundary
 
 } // namespace
 
@@ -60,7 +60,7 @@ void Image3DDistanceMap::execute(const std::atomic<bool>& cancel)
     const bool isSigned = m_distanceType != UNSIGNED_DISTANCE;
     if (m_progress)
         m_progress->setTotal(isSigned ? SIGNED_STAGES : UNSIGNED_STAGES);
-    m_distanceImage = isSigned ? signedDistance(*m_input, cancel) : unsignedDistance(*m_input, cancel);
+    m_distanceImage = isSigned ? signedDistance(cancel) : unsignedDistance(cancel);
     m_success = m_distanceImage != nullptr;
 }
 
@@ -81,8 +81,27 @@ void Image3DDistanceMap::finishStage() const
         m_progress->advance();
 }
 
-std::unique_ptr<ArvoImage3D> Image3DDistanceMap::unsignedDistance(const ArvoImage3D& object,
-                                                                  const std::atomic<bool>& cancel) const
+std::unique_ptr<ArvoImage3D> Image3DDistanceMap::unsignedDistance(const std::atomic<bool>& cancel) const
+{
+    return distanceTo(*m_input, nullptr, cancel);
+}
+
+std::unique_ptr<ArvoImage3D> Image3DDistanceMap::signedDistance(const std::atomic<bool>& cancel) const
+{
+    Image3DBoundary boundary;
+    boundary.setInputImage(m_input);
+    boundary.execute(cancel);
+    if (!boundary.isSuccess())
+        return nullptr;
+    finishStage();
+    const std::unique_ptr<ArvoImage3D> edge(boundary.takeBoundaryImage());
+    return distanceTo(*edge, m_input, cancel);
+}
+
+/// The distance to the object, negated on the non-zero voxels of `inside`; null when cancelled or out of memory.
+std::unique_ptr<ArvoImage3D> Image3DDistanceMap::distanceTo(const ArvoImage3D& object,
+                                                            const ArvoImage3D* inside,
+                                                            const std::atomic<bool>& cancel) const
 {
     auto distance = std::make_unique<ArvoImage3D>(object.imageSize(), object.voxelSize(), image::Int16);
     if (cancel.load() || !distance->isValid())
@@ -91,29 +110,10 @@ std::unique_ptr<ArvoImage3D> Image3DDistanceMap::unsignedDistance(const ArvoImag
     finishStage();
     if (cancel.load())
         return nullptr;
-    chessboard::sweepBackward(*distance);
+    chessboard::sweepBackward(*distance, inside);
     finishStage();
     if (cancel.load())
         return nullptr;
-    distance->editFinished();
-    return distance;
-}
-
-std::unique_ptr<ArvoImage3D> Image3DDistanceMap::signedDistance(const ArvoImage3D& object,
-                                                                const std::atomic<bool>& cancel) const
-{
-    Image3DBoundary boundary;
-    boundary.setInputImage(&object);
-    boundary.execute(cancel);
-    if (cancel.load() || !boundary.isSuccess())
-        return nullptr;
-    finishStage();
-    const std::unique_ptr<ArvoImage3D> edge(boundary.takeBoundaryImage());
-    auto distance = unsignedDistance(*edge, cancel);
-    if (!distance || cancel.load())
-        return nullptr;
-    chessboard::negateInside(object, *distance);
-    finishStage();
     distance->editFinished();
     return distance;
 }

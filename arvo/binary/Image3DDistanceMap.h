@@ -21,7 +21,7 @@ class ArvoImage3D;
 /// than the true distance, and what is built on the map relies on the very values.
 ///
 /// No warnings. Runs on the calling thread and looks at the cancel flag between the stages; a raised flag makes the run
-/// fail without a result. Progress advances by stages. O(n) time for n voxels; two rows of scratch, and for the signed
+/// fail without a result. Progress advances by stages. O(n) time for n voxels; one row of scratch, and for the signed
 /// map one mask besides the result.
 /// After G. Borgefors, "Distance transformations in digital images", 1986, with all 26 neighbours at distance 1.
 class ARVO_VOLUME_EXPORT Image3DDistanceMap : public Calculation {
@@ -52,10 +52,10 @@ private:
     static bool checkValidInputImage(const ArvoImage3D* image);
     void reset();
     void finishStage() const;
-    std::unique_ptr<ArvoImage3D> unsignedDistance(const ArvoImage3D& object,
-                                                  const std::atomic<bool>& cancel) const;
-    std::unique_ptr<ArvoImage3D> signedDistance(const ArvoImage3D& object,
-                                                const std::atomic<bool>& cancel) const;
+    std::unique_ptr<ArvoImage3D> unsignedDistance(const std::atomic<bool>& cancel) const;
+    std::unique_ptr<ArvoImage3D> signedDistance(const std::atomic<bool>& cancel) const;
+    std::unique_ptr<ArvoImage3D> distanceTo(const ArvoImage3D& object, const ArvoImage3D* inside,
+                                            const std::atomic<bool>& cancel) const;
 
     const ArvoImage3D* m_input = nullptr;
     std::unique_ptr<ArvoImage3D> m_distanceImage;
