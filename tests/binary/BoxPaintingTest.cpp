@@ -2,9 +2,7 @@
 
 #include "arvo/platform/math/OrientedBoundingBox.h"
 
-#include "support/RandomVolume.h"
-#include "support/SameBits.h"
-#include "support/Warnings.h"
+#include "binary/ByteObjects.h"
 
 #include <cmath>
 #include <limits>
@@ -24,24 +22,17 @@ ArvoImage3D paintedByDefinition(const ArvoImage3D& image, const OrientedBounding
     QMatrix4x4 scaling;
     scaling.scale(1.0f / spacing.x(), 1.0f / spacing.y(), 1.0f / spacing.z());
     const OrientedBoundingBox carried = box.transformed(scaling);
-    const math::Ivec3 size = image.imageSize();
     withType(image.dataType(), [&](auto element) {
         using T = typename decltype(element)::type;
-        std::size_t i = 0;
-        for (int z = 0; z < size.z; ++z) {
-            for (int y = 0; y < size.y; ++y) {
-                for (int x = 0; x < size.x; ++x, ++i) {
-                    const QVector3D point(static_cast<float>(x), static_cast<float>(y),
-                                          static_cast<float>(z));
-                    if (carried.isInside(point) != inside)
-                        continue;
-                    if constexpr (std::is_same_v<T, float>)
-                        voxels<T>(painted)[i] = value;
-                    else
-                        voxels<T>(painted)[i] = static_cast<T>(static_cast<int>(value));
-                }
-            }
-        }
+        forEachVoxel(image.imageSize(), [&](int x, int y, int z, std::size_t i) {
+            const QVector3D point(static_cast<float>(x), static_cast<float>(y), static_cast<float>(z));
+            if (carried.isInside(point) != inside)
+                return;
+            if constexpr (std::is_same_v<T, float>)
+                voxels<T>(painted)[i] = value;
+            else
+                voxels<T>(painted)[i] = static_cast<T>(static_cast<int>(value));
+        });
     });
     return painted;
 }

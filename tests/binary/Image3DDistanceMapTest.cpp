@@ -2,12 +2,9 @@
 
 #include "arvo/platform/threading/ThreadProgress.h"
 
-#include "binary/BoundaryByDefinition.h"
-#include "support/SameBits.h"
-#include "support/Warnings.h"
+#include "binary/ByteObjects.h"
 
 #include <cstdlib>
-#include <memory>
 #include <thread>
 
 using namespace testing_support;
@@ -16,8 +13,6 @@ namespace {
 
 constexpr auto UNSIGNED = Image3DDistanceMap::UNSIGNED_DISTANCE;
 constexpr auto SIGNED = Image3DDistanceMap::SIGNED_DISTANCE;
-
-const std::atomic<bool> notCancelled{false};
 
 std::unique_ptr<ArvoImage3D> distanceMap(const ArvoImage3D& object, Image3DDistanceMap::DISTANCE_TYPE type)
 {
@@ -80,57 +75,37 @@ ArvoImage3D signedByDefinition(const ArvoImage3D& object)
 
 TEST(Image3DDistanceMap, AgreesWithTheDefinition)
 {
-    for (const math::Ivec3& size : objectSizes()) {
-        int which = 0;
-        for (const ArvoImage3D& object : someObjects(size)) {
-            const auto label = describe(size, object.dataType(), 0) + ", object " + std::to_string(which++);
-            EXPECT_TRUE(sameBits(unsignedByDefinition(object), *distanceMap(object, UNSIGNED))) << label;
-            EXPECT_TRUE(sameBits(signedByDefinition(object), *distanceMap(object, SIGNED))) << label;
-        }
-    }
+    forEachObject([](const ArvoImage3D& object, const std::string& label) {
+        const auto distance = distanceMap(object, UNSIGNED);
+        EXPECT_TRUE(sameBits(unsignedByDefinition(object), *distance)) << label;
+        EXPECT_TRUE(sameBits(signedByDefinition(object), *distanceMap(object, SIGNED))) << label;
+        EXPECT_EQ(distance->voxelSize(), object.voxelSize());
+    });
 }
 
 TEST(Image3DDistanceMap, AVoxelInTheMiddleHasCubesAroundIt)
 {
-    ArvoImage3D object = randomMask({5, 5, 5}, 0.0, 1);
-    object.changeVoxelValues({{2, 2, 2}}, 1);
-    const auto distance = distanceMap(object, UNSIGNED);
-    EXPECT_EQ(distance->dataType(), image::Int16);
-    EXPECT_EQ(distance->voxelSize(), object.voxelSize());
-    for (int z = 0; z < 5; ++z) {
-        for (int y = 0; y < 5; ++y) {
-            for (int x = 0; x < 5; ++x)
-                EXPECT_EQ(distance->getValue(x, y, z), std::max({abs(x - 2), abs(y - 2), abs(z - 2)}));
-        }
-    }
+    const auto distance = distanceMap(boxIn({5, 5, 5}, {2, 2, 2}, {2, 2, 2}), UNSIGNED);
+    forEachVoxel({5, 5, 5}, [&](int x, int y, int z, std::size_t) {
+        EXPECT_EQ(distance->getValue(x, y, z), std::max({abs(x - 2), abs(y - 2), abs(z - 2)}));
+    });
 }
 
 TEST(Image3DDistanceMap, TheOuterSlicesMissOneSweep)
 {
-    ArvoImage3D object = randomMask({5, 5, 3}, 0.0, 1);
-    object.changeVoxelValues({{1, 2, 2}}, 1);
-    const auto inLast = distanceMap(object, UNSIGNED);
+    const auto inLast = distanceMap(boxIn({5, 5, 3}, {1, 2, 2}, {1, 2, 2}), UNSIGNED);
     EXPECT_EQ(inLast->getValue(2, 2, 2), 1) << "after the object voxel in raster order";
     EXPECT_EQ(inLast->getValue(0, 2, 2), Image3DDistanceMap::infinity) << "before it: no backward sweep";
     EXPECT_EQ(inLast->getValue(0, 2, 1), 1);
 
-    object.zeroSlices();
-    object.changeVoxelValues({{1, 2, 0}}, 1);
-    const auto inFirst = distanceMap(object, UNSIGNED);
+    const auto inFirst = distanceMap(boxIn({5, 5, 3}, {1, 2, 0}, {1, 2, 0}), UNSIGNED);
     EXPECT_EQ(inFirst->getValue(0, 2, 0), 1);
     EXPECT_EQ(inFirst->getValue(2, 2, 0), 2) << "by way of slice 1: no forward sweep";
 }
 
 TEST(Image3DDistanceMap, TheSignedMapOfACube)
 {
-    ArvoImage3D object = randomMask({11, 11, 11}, 0.0, 1);
-    for (int z = 2; z < 9; ++z) {
-        for (int y = 2; y < 9; ++y) {
-            for (int x = 2; x < 9; ++x)
-                object.changeVoxelValues({{x, y, z}}, 1);
-        }
-    }
-    const auto distance = distanceMap(object, SIGNED);
+    const auto distance = distanceMap(boxIn({11, 11, 11}, {2, 2, 2}, {8, 8, 8}), SIGNED);
     const int line[] = {2, 1, 0, -1, -2, -3, -2, -1, 0, 1, 2};
     for (int x = 0; x < 11; ++x)
         EXPECT_EQ(distance->getValue(x, 5, 5), line[x]);
@@ -147,12 +122,10 @@ TEST(Image3DDistanceMap, WhatNothingReachesIsInfinite)
 
 TEST(Image3DDistanceMap, DistancesPastInfinityStayInfinite)
 {
-    ArvoImage3D object = randomMask({32790, 3, 3}, 0.0, 1);
-    object.changeVoxelValues({{0, 1, 1}}, 1);
-    EXPECT_TRUE(sameBits(unsignedByDefinition(object), *distanceMap(object, UNSIGNED)));
-    object.zeroSlices();
-    object.changeVoxelValues({{32785, 1, 1}}, 1);
-    EXPECT_TRUE(sameBits(unsignedByDefinition(object), *distanceMap(object, UNSIGNED)));
+    for (const int x : {0, 32785}) {
+        const ArvoImage3D object = boxIn({32790, 3, 3}, {x, 1, 1}, {x, 1, 1});
+        EXPECT_TRUE(sameBits(unsignedByDefinition(object), *distanceMap(object, UNSIGNED)));
+    }
 }
 
 TEST(Image3DDistanceMap, AnyTypeButUnsignedIsSigned)
@@ -168,10 +141,14 @@ TEST(Image3DDistanceMap, ARaisedFlagLeavesNoResult)
     const ArvoImage3D object = randomMask({6, 5, 4}, 0.5, 1);
     const std::atomic<bool> cancel{true};
     for (const auto type : {UNSIGNED, SIGNED}) {
+        ThreadProgress progress;
         Image3DDistanceMap map(type);
         map.setInputImage(&object);
+        map.setProgress(&progress);
         map.execute(notCancelled);
         EXPECT_TRUE(map.isSuccess());
+        EXPECT_GT(progress.total(), 0);
+        EXPECT_EQ(progress.value(), progress.total());
         map.execute(cancel);
         EXPECT_FALSE(map.isSuccess());
         EXPECT_EQ(map.takeDistanceImage(), nullptr);
@@ -200,61 +177,24 @@ TEST(Image3DDistanceMap, AFlagRaisedDuringTheRunLeavesNoHalfDoneResult)
     }
 }
 
-TEST(Image3DDistanceMap, ProgressReachesItsTotal)
+TEST(Image3DDistanceMap, FollowsTheCommonRules)
+{
+    for (const auto type : {UNSIGNED, SIGNED})
+        expectCommonRules(Image3DDistanceMap(type),
+                          [](Image3DDistanceMap& m) { return m.takeDistanceImage(); });
+}
+
+TEST(Image3DDistanceMap, ACopyHasTheTypeToo)
 {
     const ArvoImage3D object = randomMask({6, 5, 4}, 0.5, 1);
-    for (const auto type : {UNSIGNED, SIGNED}) {
-        ThreadProgress progress;
-        Image3DDistanceMap map(type);
-        map.setInputImage(&object);
-        map.setProgress(&progress);
-        map.execute(notCancelled);
-        EXPECT_GT(progress.total(), 0);
-        EXPECT_EQ(progress.value(), progress.total());
-    }
-}
-
-TEST(Image3DDistanceMap, IgnoresWhatCannotBeAnInputSilently)
-{
-    const ArvoImage3D object = randomMask({4, 4, 4}, 0.5, 1);
-    const Warnings warnings;
-    for (const auto type : {UNSIGNED, SIGNED}) {
-        for (const ArvoImage3D& bad : unfitObjects()) {
-            Image3DDistanceMap map(type);
-            map.setInputImage(&bad);
-            map.execute(notCancelled);
-            EXPECT_FALSE(map.isSuccess());
-            EXPECT_EQ(map.takeDistanceImage(), nullptr);
-        }
-        Image3DDistanceMap map(type);
-        map.setInputImage(&object);
-        map.setInputImage(nullptr);
-        map.setInputImage(&unfitObjects().front());
-        map.execute(notCancelled);
-        EXPECT_TRUE(map.isSuccess()) << "the first input stays";
-    }
-    EXPECT_TRUE(warnings.texts().empty());
-}
-
-TEST(Image3DDistanceMap, ACopyTakesOverTheSettingsAndNotTheResult)
-{
-    const ArvoImage3D object = randomMask({5, 4, 4}, 0.5, 1);
     Image3DDistanceMap original(SIGNED);
     original.setInputImage(&object);
-    original.execute(notCancelled);
-
-    Image3DDistanceMap copy(original);
-    EXPECT_FALSE(copy.isSuccess());
-    EXPECT_EQ(copy.takeDistanceImage(), nullptr);
-    Image3DDistanceMap assigned(UNSIGNED);
-    assigned = copy;
-    assigned.execute(notCancelled);
-    const std::unique_ptr<ArvoImage3D> result(assigned.takeDistanceImage());
+    Image3DDistanceMap copy(UNSIGNED);
+    copy = original;
+    copy.execute(notCancelled);
+    const std::unique_ptr<ArvoImage3D> result(copy.takeDistanceImage());
     ASSERT_TRUE(result);
     EXPECT_TRUE(sameBits(signedByDefinition(object), *result));
-
-    EXPECT_TRUE(std::unique_ptr<ArvoImage3D>(original.takeDistanceImage()));
-    EXPECT_EQ(original.takeDistanceImage(), nullptr);
 }
 
 } // namespace

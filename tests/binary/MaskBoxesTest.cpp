@@ -1,8 +1,6 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 
-#include "support/RandomVolume.h"
-#include "support/SameBits.h"
-#include "support/Warnings.h"
+#include "binary/ByteObjects.h"
 
 #include <limits>
 
@@ -28,17 +26,12 @@ TEST(BoxToMask, FillsTheClampedBox)
         for (const bool keepsRest : {true, false}) {
             ArvoImage3D mask = randomVolume(size, image::UInt8, 1, Fill::FewValues);
             ArvoImage3D expected = copyOf(mask);
-            for (int z = 0; z < size.z; ++z) {
-                for (int y = 0; y < size.y; ++y) {
-                    for (int x = 0; x < size.x; ++x) {
-                        unsigned char& voxel = voxels<unsigned char>(
-                            expected)[static_cast<std::size_t>((z * size.y + y) * size.x + x)];
-                        const bool isInside = x >= min[0] && x <= max[0] && y >= min[1] && y <= max[1] &&
-                                              z >= min[2] && z <= max[2];
-                        voxel = isInside ? 1 : (keepsRest ? voxel : 0);
-                    }
-                }
-            }
+            forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+                unsigned char& voxel = voxels<unsigned char>(expected)[i];
+                const bool isInside =
+                    x >= min[0] && x <= max[0] && y >= min[1] && y <= max[1] && z >= min[2] && z <= max[2];
+                voxel = isInside ? 1 : keepsRest ? voxel : 0;
+            });
             EXPECT_EQ(mask.maxValue(), 3);
             if (keepsRest)
                 Tools::addBoxToMask(min, max, mask);
@@ -70,19 +63,13 @@ TEST(GetBoundingBox, AgreesWithTheDefinition)
             for (unsigned char& voxel : voxels<unsigned char>(mask))
                 voxel = static_cast<unsigned char>(voxel ? random() : random() % 8 == 0 ? 200 : 0);
             Voxel lowest = {size.x, size.y, size.z}, highest = {-1, -1, -1};
-            for (int z = 0; z < size.z; ++z) {
-                for (int y = 0; y < size.y; ++y) {
-                    for (int x = 0; x < size.x; ++x) {
-                        if (mask.getValue(x, y, z) < 1 || mask.getValue(x, y, z) > 127)
-                            continue;
-                        const int here[] = {x, y, z};
-                        for (std::size_t axis = 0; axis < 3; ++axis) {
-                            lowest[axis] = std::min(lowest[axis], here[axis]);
-                            highest[axis] = std::max(highest[axis], here[axis]);
-                        }
-                    }
+            forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+                const int here[] = {x, y, z};
+                for (std::size_t axis = 0; axis < 3 && voxels<signed char>(mask)[i] > 0; ++axis) {
+                    lowest[axis] = std::min(lowest[axis], here[axis]);
+                    highest[axis] = std::max(highest[axis], here[axis]);
                 }
-            }
+            });
             Voxel min{}, max{};
             EXPECT_EQ(Tools::getBoundingBox(&mask, min, max), highest[0] >= 0);
             EXPECT_EQ(min, lowest) << describe(size, image::Binary, seed);

@@ -1,8 +1,6 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 
-#include "support/RandomVolume.h"
-#include "support/SameBits.h"
-#include "support/Warnings.h"
+#include "binary/ByteObjects.h"
 
 #include <algorithm>
 
@@ -49,18 +47,9 @@ TEST(CountVoxels, RefusesBadCalls)
                   "ArvoImageBinaryTools : no valid mask to count."}));
 }
 
-/// A volume of 16 x 14 x 12 voxels with the cube from `first` to `last` in each axis.
 ArvoImage3D cube(int first, int last, image::DataType type = image::Binary)
 {
-    ArvoImage3D mask(math::Ivec3(16, 14, 12), QVector3D(1, 1, 1), type);
-    mask.zeroSlices();
-    for (int z = first; z <= last; ++z) {
-        for (int y = first; y <= last; ++y) {
-            for (int x = first; x <= last; ++x)
-                mask.changeVoxelValues({{x, y, z}}, 200);
-        }
-    }
-    return mask;
+    return boxIn({16, 14, 12}, {first, first, first}, {last, last, last}, 200, type);
 }
 
 struct Answer {
@@ -82,19 +71,14 @@ Answer compare(const ArvoImage3D* image, const ArvoImage3D* reference, int small
 
 TEST(CompareRegions, CountsTheLayersBeyondAndTheLayersMissing)
 {
-    ArvoImage3D zeroed(math::Ivec3(16, 14, 12), QVector3D(1, 1, 1), image::UInt8);
-    zeroed.zeroSlices();
-    const ArvoImage3D small = cube(4, 7), large = cube(2, 9, image::UInt8);
-    const auto beyond = [](int layers) {
+    const ArvoImage3D zeroed = cube(1, 0), small = cube(4, 7), large = cube(2, 9, image::UInt8);
+    const auto far = [](int layers, const std::string& how) {
         return Answer{false,
-                      {"Image object is up to " + std::to_string(layers) +
-                       " voxel layers larger than the reference object"}};
+                      {"Image object is up to " + std::to_string(layers) + " voxel layers " + how +
+                       " than the reference object"}};
     };
-    const auto missing = [](int layers) {
-        return Answer{false,
-                      {"Image object is up to " + std::to_string(layers) +
-                       " voxel layers smaller than the reference object"}};
-    };
+    const auto beyond = [&](int layers) { return far(layers, "larger"); };
+    const auto missing = [&](int layers) { return far(layers, "smaller"); };
     const Answer close{true, {}};
     EXPECT_EQ(compare(&large, &large, 0, 0), close);
     EXPECT_EQ(compare(&large, &small, 0, 2), close);
