@@ -1,6 +1,7 @@
 #include "arvo/geometry/FloatingImageContainerMerger.h"
 
 #include "arvo/frame/CallChecks.h"
+#include "arvo/frame/ParallelFor.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/FloatingImageContainer.h"
 #include "arvo/platform/image/VoxelConversion.h"
@@ -104,14 +105,16 @@ struct PlacedVolume {
 void mergeInto(ArvoImage3D& output, const std::vector<PlacedVolume>& volumes, float outside)
 {
     const frame::VolumeView<float> out(output);
-    for (std::ptrdiff_t z = 0; z < out.depth(); ++z) {
-        for (std::ptrdiff_t y = 0; y < out.height(); ++y) {
-            float* row = out.row(y, z);
-            std::fill_n(row, out.width(), outside);
-            for (const PlacedVolume& volume : volumes)
-                volume.takeMinimum(row, y, z);
+    frame::parallelFor(output.imageSize().z, [&](int first, int end) {
+        for (std::ptrdiff_t z = first; z < end; ++z) {
+            for (std::ptrdiff_t y = 0; y < out.height(); ++y) {
+                float* row = out.row(y, z);
+                std::fill_n(row, out.width(), outside);
+                for (const PlacedVolume& volume : volumes)
+                    volume.takeMinimum(row, y, z);
+            }
         }
-    }
+    });
     output.editFinished();
 }
 

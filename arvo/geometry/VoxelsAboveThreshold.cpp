@@ -4,6 +4,7 @@
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <optional>
 
@@ -61,14 +62,34 @@ template <class T> IndexSums sumIndices(const frame::VolumeView<const T>& voxels
     return sums;
 }
 
-/// Lists the indices of the counted voxels of a run; returns their number.
+using Flags = std::array<unsigned char, RUN>;
+
+/// Flags the counted voxels of a run with 1, the others and those past its end with 0.
 template <class T>
-std::ptrdiff_t listColumns(const T* run, std::ptrdiff_t length, T lowest, std::uint16_t* columns)
+ARVO_VECTOR_CLONES void flagRun(const T* run, std::ptrdiff_t length, T lowest, Flags& flags)
 {
+    unsigned char* flag = flags.data();
+    for (std::ptrdiff_t i = 0; i < length; ++i)
+        flag[i] = run[i] >= lowest;
+    std::fill(flag + length, flag + RUN, static_cast<unsigned char>(0));
+}
+
+/// Lists the indices of the flagged voxels; returns their number. Eight flags at a time are looked at as one integer:
+/// most of a volume lies outside the cloud.
+std::ptrdiff_t listColumns(const Flags& flags, std::ptrdiff_t length, std::uint16_t* columns)
+{
+    constexpr std::ptrdiff_t GROUP = sizeof(std::uint64_t);
     std::ptrdiff_t found = 0;
-    for (std::ptrdiff_t i = 0; i < length; ++i) {
-        columns[found] = static_cast<std::uint16_t>(i);
-        found += run[i] >= lowest;
+    for (std::ptrdiff_t begin = 0; begin < length; begin += GROUP) {
+        const unsigned char* group = flags.data() + begin;
+        std::uint64_t any;
+        std::memcpy(&any, group, sizeof any);
+        if (any == 0)
+            continue;
+        for (std::ptrdiff_t i = 0; i < GROUP; ++i) {
+            columns[found] = static_cast<std::uint16_t>(begin + i);
+            found += group[i];
+        }
     }
     return found;
 }
@@ -109,13 +130,14 @@ void listCentredPositions(const ArvoImage3D& image, int threshold, const std::ar
         if (!lowest)
             return;
         const frame::VolumeView<const T> voxels(image);
+        Flags flags;
         std::array<std::uint16_t, RUN> columns;
         for (std::ptrdiff_t z = 0; z < voxels.depth(); ++z) {
             for (std::ptrdiff_t y = 0; y < voxels.height(); ++y) {
                 for (std::ptrdiff_t begin = 0; begin < voxels.width(); begin += RUN) {
                     const std::ptrdiff_t length = std::min(RUN, voxels.width() - begin);
-                    const std::ptrdiff_t found =
-                        listColumns(voxels.row(y, z) + begin, length, *lowest, columns.data());
+                    flagRun(voxels.row(y, z) + begin, length, *lowest, flags);
+                    const std::ptrdiff_t found = listColumns(flags, length, columns.data());
                     for (std::ptrdiff_t k = 0; k < found; ++k, rows += 3) {
                         rows[0] = position(begin + columns[static_cast<std::size_t>(k)], 0);
                         rows[1] = position(y, 1);

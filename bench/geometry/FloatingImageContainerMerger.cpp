@@ -29,7 +29,7 @@ double mergedCount(int edge)
 
 const bool registered[] = {
     bench::workload(
-        {.name = "merge_f32", .nominalCount = mergedCount},
+        {.name = "merge_f32", .isThreaded = true, .nominalCount = mergedCount},
         [](int edge) {
             const QVector3D corner(static_cast<float>(edge / 4), static_cast<float>(edge / 8), 0.0f);
             return Scene{placed(inputs::ctF(edge, 0), {}), placed(inputs::ctF(edge, 1), corner), nullptr};
