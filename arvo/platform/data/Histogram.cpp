@@ -3,8 +3,9 @@
 #include "arvo/platform/image/VoxelConversion.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <numeric>
+#include <tuple>
 
 namespace {
 
@@ -12,34 +13,21 @@ constexpr int TABLE_FIRST = -32768;
 constexpr int TABLE_LAST = 65535;
 constexpr std::size_t TABLE_SIZE = TABLE_LAST - TABLE_FIRST + 1;
 
-/// Counts into four interleaved tables: equal neighbours, which are the rule in images, then do not wait for each
+/// Counts into several tables in turn: equal neighbours, which are the rule in images, then do not wait for each
 /// other's store.
-template <class T> void countInto(std::int64_t* table, const char* data, std::size_t count)
+template <class T, class Counts>
+void countInto(std::vector<Counts>& table, const char* data, std::size_t count)
 {
-    constexpr std::size_t VALUES = std::size_t(1) << (8 * sizeof(T));
-    constexpr std::size_t LANES = sizeof(T) == 1 ? 4 : 2;
+    constexpr std::size_t LANES = std::tuple_size_v<Counts>;
     const T* values = reinterpret_cast<const T*>(data);
-    std::vector<std::array<std::uint32_t, LANES>> lanes(VALUES);
-    const auto at = [&](std::size_t i) -> auto&
-    {
-        return lanes[static_cast<std::make_unsigned_t<T>>(values[i])];
-    };
-
+    Counts* zero = table.data() - TABLE_FIRST;
     std::size_t i = 0;
-    for (; i + 4 <= count; i += 4) {
-        ++at(i)[0];
-        ++at(i + 1)[1 % LANES];
-        ++at(i + 2)[2 % LANES];
-        ++at(i + 3)[3 % LANES];
+    for (; i + LANES <= count; i += LANES) {
+        for (std::size_t lane = 0; lane < LANES; ++lane)
+            ++zero[values[i + lane]][lane];
     }
     for (; i < count; ++i)
-        ++at(i)[0];
-    for (std::size_t bits = 0; bits < VALUES; ++bits) {
-        std::int64_t sum = 0;
-        for (const std::uint32_t lane : lanes[bits])
-            sum += lane;
-        table[static_cast<int>(static_cast<T>(bits)) - TABLE_FIRST] += sum;
-    }
+        ++zero[values[i]][0];
 }
 
 int floorToMultiple(std::int64_t value, std::int64_t width)
@@ -59,7 +47,7 @@ Histogram::Histogram(bool cumulative, int binWidth)
 void Histogram::addValue(std::int32_t value)
 {
     if (value >= TABLE_FIRST && value <= TABLE_LAST)
-        ++m_table[static_cast<std::size_t>(value - TABLE_FIRST)];
+        ++m_table[static_cast<std::size_t>(value - TABLE_FIRST)][0];
     else
         ++m_others[value];
 }
@@ -73,13 +61,13 @@ void Histogram::addData(const char* data, int count, HistogramDataType type)
     const auto samples = static_cast<std::size_t>(count);
     switch (type) {
     case HistogramDataType::UInt16:
-        countInto<std::uint16_t>(m_table.data(), data, samples);
+        countInto<std::uint16_t>(m_table, data, samples);
         break;
     case HistogramDataType::Int16:
-        countInto<std::int16_t>(m_table.data(), data, samples);
+        countInto<std::int16_t>(m_table, data, samples);
         break;
     case HistogramDataType::UInt8:
-        countInto<std::uint8_t>(m_table.data(), data, samples);
+        countInto<std::uint8_t>(m_table, data, samples);
         break;
     case HistogramDataType::Float32:
         for (std::size_t i = 0; i < samples; ++i) {
@@ -108,7 +96,8 @@ QMap<int, int> Histogram::getHistogram() const
     for (const auto& [value, count] : m_others)
         add(value, count);
     for (std::size_t i = 0; i < m_table.size(); ++i)
-        add(static_cast<int>(i) + TABLE_FIRST, m_table[i]);
+        add(static_cast<int>(i) + TABLE_FIRST,
+            std::accumulate(m_table[i].begin(), m_table[i].end(), std::int64_t(0)));
 
     QMap<int, int> histogram;
     std::int64_t below = 0;

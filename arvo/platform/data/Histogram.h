@@ -5,6 +5,7 @@
 
 #include <QMap>
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -33,7 +34,9 @@ private:
 
     bool m_isCumulative;
     int m_binWidth;
-    std::vector<std::int64_t> m_table; // every value of the 16-bit types; made by the first sample
+    using Counts = std::array<std::int64_t, 2>; // to be added up; see addData
+
+    std::vector<Counts> m_table; // every value of the 16-bit types; made by the first sample
     std::map<int, std::int64_t> m_others;
 };
 
