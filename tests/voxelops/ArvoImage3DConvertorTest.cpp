@@ -1,0 +1,110 @@
+#include "arvo/voxelops/ArvoImage3DConvertor.h"
+
+#include "support/RandomVolume.h"
+#include "support/SameBits.h"
+#include "support/Warnings.h"
+
+#include <cmath>
+
+using namespace testing_support;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const std::vector<image::DataType> sources = {image::UInt16, image::Int16,   image::UInt8,
+                                              image::Binary, image::Float32, image::Int32};
+
+template <class From> short naiveShort(From value, int factor)
+{
+    if constexpr (std::is_same_v<From, float>) {
+        const double rounded = ::roundf(static_cast<float>(factor) * value);
+        const bool fits = rounded >= -2147483648.0 && rounded < 2147483648.0;
+        return static_cast<short>(fits ? static_cast<std::int32_t>(rounded) : INT32_MIN);
+    } else {
+        return static_cast<short>(static_cast<std::int64_t>(value) * factor);
+    }
+}
+
+TEST(Convertor, AgreesWithTheDefinition)
+{
+    for (const int factor : {1, 0, -1, 3, 1000, 65537, 2147483647, -2147483647 - 1}) {
+        for (const Fill fill : {Fill::Uniform, Fill::Extremes}) {
+            forEachCase(sources, [&](const math::Ivec3& size, image::DataType type, std::uint64_t seed) {
+                const ArvoImage3D in = randomVolume(size, type, seed, fill);
+                ArvoImage3D shorts(size, in.voxelSize(), image::Int16);
+                ArvoImage3D floats(size, in.voxelSize(), image::Float32);
+                withType(type, [&](auto element) {
+                    using T = typename decltype(element)::type;
+                    for (std::size_t i = 0; i < voxels<T>(in).size(); ++i) {
+                        voxels<short>(shorts)[i] = naiveShort(voxels<T>(in)[i], factor);
+                        voxels<float>(floats)[i] =
+                            static_cast<float>(voxels<T>(in)[i]) * static_cast<float>(factor);
+                    }
+                });
+                const auto toShort = ArvoImage3DConvertor::convertToCopy(&in, image::Int16, factor);
+                const auto toFloat = ArvoImage3DConvertor::convertToCopy(&in, image::Float32, factor);
+                ASSERT_TRUE(toShort && toFloat);
+                EXPECT_TRUE(sameBits(shorts, *toShort)) << describe(size, type, seed) << " x " << factor;
+                EXPECT_TRUE(sameBits(floats, *toFloat)) << describe(size, type, seed) << " x " << factor;
+                EXPECT_EQ(toShort->voxelSize(), in.voxelSize());
+            });
+        }
+    }
+}
+
+TEST(Convertor, RoundsHalvesAwayFromZero)
+{
+    const std::vector<float> values = {2.5f,  -2.5f, 0.49999997f, -0.49999997f, 0.5f, -0.5f, 8388607.5f,
+                                       32768, 3e9f,  -3e9f,       INFINITY,     NAN,  1e-40f};
+    const std::vector<short> expected = {3, -3, 0, 0, 1, -1, 0, -32768, 0, 0, 0, 0, 0};
+    const math::Ivec3 size(13, 1, 1);
+    const ArvoImage3D in = volumeOf(size, image::Float32, values);
+    const auto out = ArvoImage3DConvertor::convertToCopy(&in, image::Int16, 1);
+    ASSERT_TRUE(out);
+    EXPECT_TRUE(sameBits(volumeOf(size, image::Int16, expected), *out));
+}
+
+TEST(Convertor, WritesIntoALargerVolumeAsFarAsTheInputReaches)
+{
+    const ArvoImage3D in = volumeOf<unsigned short>({2, 1, 2}, image::UInt16, {40000, 2, 3, 4});
+    ArvoImage3D out = volumeOf<short>({2, 2, 2}, image::Int16, {9, 9, 9, 9, 9, 9, 9, 9});
+    EXPECT_TRUE(ArvoImage3DConvertor::convert(&in, &out, 1));
+    EXPECT_TRUE(sameBits(volumeOf<short>({2, 2, 2}, image::Int16, {-25536, 2, 9, 9, 3, 4, 9, 9}), out));
+    EXPECT_EQ(out.minValue(), -25536);
+}
+
+TEST(Convertor, RefusesOnlyWhatItCannotWrite)
+{
+    const std::string cannot = "ArvoImage3DConvertor::convert: can only convert to float and short";
+    const std::string failed = "ArvoImage3DConvertor : failed to convert image.";
+    const ArvoImage3D in = randomVolume({3, 3, 2}, image::Int16, 1);
+    for (const image::DataType target : {image::UInt8, image::UInt16, image::Int32, image::Reserved}) {
+        Warnings warnings;
+        EXPECT_EQ(ArvoImage3DConvertor::convertToCopy(&in, target, 1), nullptr);
+        EXPECT_EQ(warnings.texts(), (Texts{cannot, failed}));
+    }
+    {
+        Warnings warnings;
+        EXPECT_EQ(ArvoImage3DConvertor::convertToCopy(&in, static_cast<image::DataType>(99), 1), nullptr);
+        EXPECT_EQ(ArvoImage3DConvertor::convertToCopy(nullptr, image::Int16, 1), nullptr);
+        EXPECT_EQ(warnings.texts(), (Texts{failed, failed}));
+    }
+    {
+        Warnings warnings;
+        const ArvoImage3D reserved = randomVolume({3, 3, 2}, image::Reserved, 1);
+        ArvoImage3D out = randomVolume({3, 3, 2}, image::Float32, 2);
+        const ArvoImage3D before = copyOf(out);
+        EXPECT_TRUE(ArvoImage3DConvertor::convert(&reserved, &out, 1));
+        EXPECT_TRUE(sameBits(before, out));
+        EXPECT_TRUE(warnings.texts().empty());
+    }
+    Warnings warnings;
+    ArvoImage3D small = randomVolume({3, 3, 1}, image::Int16, 1);
+    EXPECT_FALSE(ArvoImage3DConvertor::convert(&in, &small, 1));
+    EXPECT_FALSE(ArvoImage3DConvertor::convert(nullptr, &small, 1));
+    EXPECT_FALSE(ArvoImage3DConvertor::convert(&in, nullptr, 1));
+    EXPECT_EQ(warnings.texts().size(), 3u);
+}
+
+} // namespace
