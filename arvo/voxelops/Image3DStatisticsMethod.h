@@ -1,0 +1,7 @@
+#pragma once
+
+/// What Image3DStatistics computes over the voxels of a volume.
+class Image3DStatisticsMethod {
+public:
+    enum Method : int { Mean = 0, MeanOfNonZeroValues = 1, Median = 2, MedianOfNonZeroValues = 3 };
+};
