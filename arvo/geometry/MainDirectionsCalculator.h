@@ -26,10 +26,10 @@ public:
 
     /// Calculates centre and axes; on failure the previous results stay.
     ///
-    /// False without a message when the type is another one, or when the counted voxels span no two axes (one voxel, or
-    /// all on one line). False with a warning when no voxel counts ("There are no voxels in the image. Main axis cannot
-    /// be calculated"), when the positions find no memory ("Failed to allocate memory for svd"), and when the image is
-    /// missing or invalid.
+    /// False without a message when the type is another one, when a voxel size is no finite number, and when the
+    /// counted voxels span no two axes (one voxel, or all on one line). False with a warning when no voxel counts
+    /// ("There are no voxels in the image. Main axis cannot be calculated"), when the positions find no memory
+    /// ("Failed to allocate memory for svd"), and when the image is missing or invalid.
     bool execute();
 
     /// The centre; like the directions three floats, owned by the calculator, null before the first successful run.
