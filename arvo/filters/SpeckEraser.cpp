@@ -1,0 +1,162 @@
+#include "arvo/filters/SpeckEraser.h"
+
+#include "arvo/binary/ArvoImageBinaryTools.h"
+#include "arvo/frame/VolumeView.h"
+#include "arvo/platform/image/ElementTypes.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr int EROSION_RADIUS = 2;
+
+/// How far along each axis a voxel looks for the part it belongs to.
+constexpr int REACH = 2;
+
+/// Finds the label closest to a voxel.
+///
+/// The offsets of the box around it are tried in the order of |dx| + |dy| + |dz|, equals in the order of z, y, x: the
+/// first label met is the closest, and most voxels lie on or next to one.
+class ClosestLabel {
+public:
+    explicit ClosestLabel(const frame::VolumeView<const short>& labels) : m_labels(labels)
+    {
+        auto next = m_offsets.begin();
+        for (std::ptrdiff_t z = -REACH; z <= REACH; ++z) {
+            for (std::ptrdiff_t y = -REACH; y <= REACH; ++y) {
+                for (std::ptrdiff_t x = -REACH; x <= REACH; ++x)
+                    *next++ = {x, y, z, z * labels.sliceCount() + y * labels.width() + x};
+            }
+        }
+        std::ranges::stable_sort(m_offsets, {}, [](const Offset& offset) {
+            return std::abs(offset.x) + std::abs(offset.y) + std::abs(offset.z);
+        });
+    }
+
+    /// 0 when there is none in the box.
+    short at(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
+    {
+        const short* voxel = m_labels.row(y, z) + x;
+        const bool isInside = isAwayFromEnds(x, m_labels.width()) && isAwayFromEnds(y, m_labels.height()) &&
+                              isAwayFromEnds(z, m_labels.depth());
+        for (const Offset& offset : m_offsets) {
+            if ((isInside || holds(x + offset.x, y + offset.y, z + offset.z)) && voxel[offset.linear] != 0)
+                return voxel[offset.linear];
+        }
+        return 0;
+    }
+
+private:
+    struct Offset {
+        std::ptrdiff_t x, y, z, linear;
+    };
+
+    static bool isAwayFromEnds(std::ptrdiff_t index, std::ptrdiff_t extent)
+    {
+        return index >= REACH && index < extent - REACH;
+    }
+
+    bool holds(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
+    {
+        return x >= 0 && y >= 0 && z >= 0 && x < m_labels.width() && y < m_labels.height() &&
+               z < m_labels.depth();
+    }
+
+    const frame::VolumeView<const short>& m_labels;
+    std::array<Offset, (2 * REACH + 1) * (2 * REACH + 1) * (2 * REACH + 1)> m_offsets;
+};
+
+} // namespace
+
+SpeckEraser::SpeckEraser(int width, int height, int margin, int boneThreshold)
+    : m_boneThreshold(boneThreshold)
+{
+    const double radius = std::min(width, height) / 2 - margin;
+    const std::ptrdiff_t centre = width / 2;
+    const auto isInDisc = [&](std::ptrdiff_t dx, std::ptrdiff_t dy) {
+        return radius + 0.5 > std::sqrt(static_cast<float>(dx * dx + dy * dy));
+    };
+    for (std::ptrdiff_t y = 0; y < height; ++y) {
+        std::ptrdiff_t reach = centre;
+        while (reach >= 0 && !isInDisc(reach, height / 2 - y))
+            --reach;
+        m_disc.push_back({centre - reach, std::min<std::ptrdiff_t>(centre + reach + 1, width)});
+    }
+}
+
+void SpeckEraser::erase(ArvoImage3D& block)
+{
+    image::withElementType(block.dataType(), image::IntegerTypes{}, nullptr, [&](auto element) {
+        using T = typename decltype(element)::type;
+        lowerRemoved<T>(block, labelsToKeep(labelBone(block)));
+    });
+}
+
+int SpeckEraser::labelBone(ArvoImage3D& block)
+{
+    if (!m_bone.createFrom(&block, image::Binary) || !m_eroded.createFrom(&block, image::Binary) ||
+        !m_labels.createFrom(&block, image::Int16))
+        throw std::bad_alloc();
+    ArvoImageBinaryTools tools;
+    tools.setInput(&block);
+    tools.setOutput(&m_bone);
+    tools.thresholdFilter(m_boneThreshold, true);
+    tools.setInput(&m_bone);
+    tools.setOutput(&m_eroded);
+    tools.erodeZ(EROSION_RADIUS);
+    tools.setInput(&m_eroded);
+    tools.setOutput(&m_labels);
+    return tools.label(ArvoImageBinaryTools::LABEL_DIAGONAL);
+}
+
+/// The labels met in the disc and in the two end slices.
+std::vector<unsigned char> SpeckEraser::labelsToKeep(int labelCount) const
+{
+    const frame::VolumeView<const short> labels(m_labels);
+    std::vector<unsigned char> isKept(static_cast<std::size_t>(std::max(labelCount, 1)), 0);
+    const auto keep = [&](const short* first, const short* end) {
+        for (; first < end; ++first)
+            isKept[static_cast<std::size_t>(*first)] = 1;
+    };
+    for (std::ptrdiff_t z = 0; z < labels.depth(); ++z) {
+        if (z == 0 || z == labels.depth() - 1)
+            keep(labels.slice(z), labels.slice(z) + labels.sliceCount());
+        for (std::ptrdiff_t y = 0; y < labels.height(); ++y) {
+            const DiscRow& disc = m_disc[static_cast<std::size_t>(y)];
+            keep(labels.row(y, z) + disc.begin, labels.row(y, z) + disc.end);
+        }
+    }
+    isKept[0] = 0;
+    return isKept;
+}
+
+template <class T>
+void SpeckEraser::lowerRemoved(ArvoImage3D& block, const std::vector<unsigned char>& isKept) const
+{
+    const frame::VolumeView<T> voxels(block);
+    const frame::VolumeView<const unsigned char> bone(m_bone);
+    const frame::VolumeView<const short> labels(m_labels);
+    const ClosestLabel closest(labels);
+    const auto lowered = static_cast<T>(static_cast<unsigned>(m_boneThreshold) - 1u);
+    for (std::ptrdiff_t z = 0; z < voxels.depth(); ++z) {
+        for (std::ptrdiff_t y = 0; y < voxels.height(); ++y) {
+            const DiscRow& disc = m_disc[static_cast<std::size_t>(y)];
+            const unsigned char* boneRow = bone.row(y, z);
+            T* row = voxels.row(y, z);
+            for (std::ptrdiff_t x = 0; x < voxels.width(); ++x) {
+                if (row[x] <= m_boneThreshold)
+                    continue;
+                // A byte above the threshold need not be bone, for which its low byte alone counts.
+                const bool isInDisc = x >= disc.begin && x < disc.end;
+                const bool stays =
+                    boneRow[x] != 0 && (isInDisc || isKept[static_cast<std::size_t>(closest.at(x, y, z))]);
+                if (!stays)
+                    row[x] = lowered;
+            }
+        }
+    }
+}
