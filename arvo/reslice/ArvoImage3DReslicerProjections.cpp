@@ -5,8 +5,6 @@
 #include "arvo/reslice/ArvoImage3DWorker.h"
 #include "arvo/reslice/PixelBuffer.h"
 
-#include <QDeadlineTimer>
-
 #include <algorithm>
 #include <cstddef>
 #include <memory>
@@ -51,7 +49,7 @@ template <class Init> void runBands(const Projection& call, Init init)
         workers.back()->start(QThread::InheritPriority);
     }
     for (const auto& worker : workers)
-        worker->wait(QDeadlineTimer(QDeadlineTimer::Forever));
+        worker->waitUntilDone();
 }
 
 /// Checks the call and runs its bands; init takes the worker, its row offsets, its number of rows and its pixels.

@@ -4,6 +4,8 @@
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/reslice/ProjectionBand.h"
 
+#include <QDeadlineTimer>
+
 ArvoImage3DWorker::ArvoImage3DWorker() = default;
 ArvoImage3DWorker::~ArvoImage3DWorker() = default;
 
@@ -69,7 +71,19 @@ bool ArvoImage3DWorker::hasTables() const
     return m_origin && m_columnOffsets && m_rowOffsets && (m_raySteps || !needsRays) && m_result;
 }
 
+void ArvoImage3DWorker::waitUntilDone()
+{
+    wait(QDeadlineTimer(QDeadlineTimer::Forever));
+    (void)m_isDone.load(std::memory_order_acquire);
+}
+
 void ArvoImage3DWorker::run()
+{
+    runJob();
+    m_isDone.store(true, std::memory_order_release);
+}
+
+void ArvoImage3DWorker::runJob()
 {
     if (m_jobType == NoJob) {
         frame::refuse("ArvoImage3DWorker : nothing to do, call an init function first.");

@@ -6,6 +6,8 @@
 
 #include <QThread>
 
+#include <atomic>
+
 class ArvoImage3D;
 
 namespace reslice {
@@ -43,6 +45,9 @@ public:
                                        float* rowOffsets, int width, int rows, float* raySteps, int stepCount,
                                        float* result);
 
+    /// Waits without a deadline for the started thread to finish; what it wrote can be read then.
+    void waitUntilDone();
+
 protected:
     void run() override;
 
@@ -58,6 +63,7 @@ private:
 
     void init(JobType jobType, ArvoImage3D* volume, float* origin, float* columnOffsets, float* rowOffsets,
               int width, int rows, float* raySteps, int stepCount, float* result);
+    void runJob();
     bool hasTables() const;
     reslice::ProjectionBand band(float* depth) const;
 
@@ -80,4 +86,6 @@ private:
     float* m_result = nullptr;
     float* m_depth = nullptr;
     ArvoImage3DEnums::MIP_COMPARE_FUNCTION m_compareFunction = ArvoImage3DEnums::MIP_COMPARE_MAXIMUM;
+    // wait() orders the thread's writes by locks inside Qt, which the thread sanitizer does not see.
+    std::atomic<bool> m_isDone{false};
 };

@@ -472,7 +472,7 @@ TEST(ProjectionWorker, NeedsAnInitCallAndCanBeReused)
     ArvoImage3DWorker worker;
     const auto run = [&] {
         worker.start();
-        worker.wait();
+        worker.waitUntilDone();
     };
     ArvoImage3D volume = flatVolume(8, 30, -10);
     Rays rays;
