@@ -40,30 +40,14 @@ void copyCoronalSlices(const frame::VolumeView<const T>& voxels, int first, int 
     }
 }
 
-/// out[i] = column[i * stride]: every read is a cache line of its own, so the lines are asked for well ahead.
-template <class T> void gatherColumn(const T* column, std::ptrdiff_t stride, std::ptrdiff_t count, T* out)
-{
-    constexpr std::ptrdiff_t AHEAD = 64;
-    std::ptrdiff_t i = 0;
-    for (; i < count - AHEAD; ++i) {
-        __builtin_prefetch(column + (i + AHEAD) * stride);
-        out[i] = column[i * stride];
-    }
-    for (; i < count; ++i)
-        out[i] = column[i * stride];
-}
-
-/// Tiles of columns and slices small enough that a tile's lines of the volume stay in the cache until all slices have
-/// taken their voxel from them.
+/// Every row of the volume gives each slice one voxel. Tiles of rows and slices, small enough that a tile's lines of the
+/// volume stay in the cache until all slices have taken their voxel from them. A single slice is one read a cache line:
+/// neither prefetching nor several streams make that faster.
 template <class T>
 void copySagittalSlices(const frame::VolumeView<const T>& voxels, int first, int count, T* out)
 {
     constexpr std::ptrdiff_t TILE = 64;
     const std::ptrdiff_t rows = voxels.height() * voxels.depth(); // rows of the volume = voxels of a slice
-    if (count == 1) {
-        gatherColumn(voxels.data() + first, voxels.width(), rows, out);
-        return;
-    }
     for (std::ptrdiff_t row = 0; row < rows; row += TILE) {
         const std::ptrdiff_t rowEnd = std::min(row + TILE, rows);
         for (std::ptrdiff_t slice = 0; slice < count; slice += TILE) {
