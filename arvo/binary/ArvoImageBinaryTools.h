@@ -41,10 +41,10 @@ public:
     /// holds one of them.
     ///
     /// A missing volume, other element widths or different sizes: one warning, 0, output untouched.
-    /// O(n) time for n voxels; besides the volumes, 2 bytes for each run of object voxels along x, the bits of two
-    /// slices and a table of 64 KiB. After Rosenfeld and Pfaltz, "Sequential operations in digital picture processing",
-    /// J. ACM 13 (1966), on runs, with the two-pass union-find of Wu, Otoo and Suzuki, "Optimizing two-pass
-    /// connected-component labeling algorithms", Pattern Anal. Appl. 12 (2009).
+    /// O(n) time for n voxels; besides the volumes, 2 to 4 bytes for each run of object voxels along x (6 while the
+    /// list grows), the bits of two slices and a table of 64 KiB. After Rosenfeld and Pfaltz, "Sequential operations in
+    /// digital picture processing", J. ACM 13 (1966), on runs, with the two-pass union-find of Wu, Otoo and Suzuki,
+    /// "Optimizing two-pass connected-component labeling algorithms", Pattern Anal. Appl. 12 (2009).
     int label(LABEL_TYPE type);
 
     /// Labels the object of the mask `in` and its background together, both by faces: the parts of the object get
@@ -61,7 +61,7 @@ public:
     /// the input. Parts past the limit of label() count as one.
     ///
     /// False, silently, output and `partCount` untouched, unless both volumes are masks of type Binary of one size.
-    /// O(n) time; besides the volumes, 2 bytes for each run of object voxels along x.
+    /// O(n) time; besides the volumes, the runs as in label().
     bool keepLargestPart(int* partCount);
 
     /// Keeps the grey values of the largest part, by all neighbours, of the voxels above the threshold; every other
@@ -77,7 +77,7 @@ public:
     ///
     /// Every non-zero byte is object. The output, of one byte a voxel, may be the input. Parts past the limit of label()
     /// count as one. Missing volumes, other widths, different sizes or a slice outside: one warning, 0, output untouched.
-    /// O(n) time; besides the volumes, 2 bytes for each run of object voxels along x.
+    /// O(n) time; besides the volumes, the runs as in label().
     int keepAllConnectedToSlice(int slice);
     int keepAllConnectedToSlice(int slice, int minVolume);
 
@@ -94,7 +94,7 @@ public:
     ///
     /// Beyond the border of the slice there is no background. Both volumes hold one byte a voxel; the output may be the
     /// input. Missing volumes, other widths, different sizes or a negative radius: one warning, output untouched.
-    /// O(n r) time; besides the volumes, two slices.
+    /// O(n r) time; besides the volumes, three slices of one bit a voxel.
     void erodeZ(int radius);
 
     /// Writes 1 to the output for every object voxel of the input that has a background voxel among its 26 neighbours

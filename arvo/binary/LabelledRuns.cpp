@@ -55,6 +55,9 @@ struct Window {
           after(row[w].bits >> 1 | row[w + 1].bits << (WORD_BITS - 1))
     {
     }
+
+    /// The places with a voxel next to them.
+    ARVO_KERNEL std::uint64_t any() const { return before | here | after; }
 };
 
 /// The places of a word at which two rows touch and a look at their runs says something new.
@@ -75,7 +78,7 @@ struct Contacts {
     /// Drops the places where the two voxels have a common neighbour in that row, through which they are joined.
     ARVO_KERNEL void dropNeighboursOf(const Window& row)
     {
-        straight &= ~(row.before | row.here | row.after);
+        straight &= ~row.any();
         diagonal &= ~(row.before | row.here);
     }
 };
@@ -135,10 +138,7 @@ ARVO_VECTOR_CLONES void labelRowByAll(const RowNeighbours& rows, std::ptrdiff_t 
         const Window before(rows.before, w);
         const Window belowBefore(rows.belowBefore, w);
         const Window belowAfter(rows.belowAfter, w);
-        const std::uint64_t touched = below.before | below.here | below.after | before.before | before.here |
-                                      before.after | belowBefore.before | belowBefore.here |
-                                      belowBefore.after | belowAfter.before | belowAfter.here |
-                                      belowAfter.after;
+        const std::uint64_t touched = below.any() | before.any() | belowBefore.any() | belowAfter.any();
         startRuns(rows.here[w].begins & ~touched, rows.here[w], labels);
         const Contacts withBelow(here, below);
         Contacts withBefore(here, before);

@@ -17,7 +17,7 @@ namespace binary {
 /// count as one part, with everything connected to any of them.
 ///
 /// The mask is not copied: it stays with the caller and must not change before the parts have been painted. Memory is
-/// 2 bytes for each run, a table of 64 KiB and the bits of two slices.
+/// 2 to 4 bytes for each run (6 while the list grows), a table of 64 KiB and three bits a voxel for two slices.
 class LabelledRuns {
 public:
     using Mask = frame::VolumeView<const unsigned char>;

@@ -60,8 +60,8 @@ public:
     std::pair<std::vector<std::uint16_t>, int> finish() &&
     {
         int parts = 0;
-        Table& table =
-            *m_parents; // parents come before their children: one pass turns them into final labels
+        Table& table = *m_parents;
+        // A parent has a smaller label than its child: one pass turns parents into final labels.
         for (int label = 1; label <= m_last; ++label) {
             const std::uint16_t parent = table[static_cast<std::size_t>(label)];
             table[static_cast<std::size_t>(label)] =

@@ -3,7 +3,6 @@
 #include "NaiveLabelling.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
-#include "support/Warnings.h"
 
 using namespace testing_support;
 using Tools = ArvoImageBinaryTools;
@@ -162,39 +161,4 @@ TEST(LabelImage, NumbersTheBackgroundAfterTheObject)
         EXPECT_EQ(object.tableSize + background.tableSize - 2, Tools::labelImage(&mask, &actual));
         EXPECT_TRUE(sameBits(object.labels, actual)) << describe(mask.imageSize(), image::Binary, 0);
     }
-}
-
-TEST(Label, RefusesVolumesThatDoNotFitTogether)
-{
-    ArvoImage3D mask = randomMask(math::Ivec3(4, 3, 2), 0.5, 1);
-    ArvoImage3D labels(math::Ivec3(4, 3, 2), QVector3D(1, 1, 1), image::Int16);
-    ArvoImage3D small(math::Ivec3(4, 2, 3), QVector3D(1, 1, 1), image::Int16);
-    ArvoImage3D invalid;
-    const char* noMask = "ArvoImageBinaryTools : no valid mask to label.";
-    const char* noLabels = "ArvoImageBinaryTools : no valid 16-bit volume for the labels.";
-    const struct {
-        ArvoImage3D* in;
-        ArvoImage3D* out;
-        const char* warning;
-    } calls[] = {
-        {nullptr, &labels, noMask},
-        {&invalid, &labels, noMask},
-        {&labels, &labels, noMask},
-        {&mask, nullptr, noLabels},
-        {&mask, &invalid, noLabels},
-        {&mask, &mask, noLabels},
-        {&mask, &small, "ArvoImageBinaryTools : mask and label volume differ in size."},
-    };
-    labels.memsetSlices(1);
-    const ArvoImage3D before = copyOf(labels);
-    for (const auto& call : calls) {
-        Warnings warnings;
-        Tools tools;
-        tools.setInput(call.in);
-        tools.setOutput(call.out);
-        EXPECT_EQ(0, Tools(tools).label(Tools::LABEL_STRAIGHT));
-        EXPECT_EQ(0, Tools::labelImage(call.in, call.out));
-        EXPECT_EQ(std::vector<std::string>(2, call.warning), warnings.texts());
-    }
-    EXPECT_TRUE(sameBits(before, labels));
 }

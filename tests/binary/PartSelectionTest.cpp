@@ -3,9 +3,6 @@
 #include "NaiveLabelling.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
-#include "support/Warnings.h"
-
-#include <tuple>
 
 using namespace testing_support;
 using Tools = ArvoImageBinaryTools;
@@ -97,25 +94,6 @@ TEST(KeepLargestPart, KeepsTheFirstOfTwoEqualAndFillsAnEmptyMask)
     EXPECT_TRUE(sameBits(volumeOf<unsigned char>(size, image::Binary, {1, 1, 1, 1, 1, 1, 1}), out));
 }
 
-TEST(KeepLargestPart, SaysNothingAboutImagesThatItDoesNotTake)
-{
-    const math::Ivec3 size(3, 2, 2);
-    ArvoImage3D mask = randomMask(size, 0.5, 1);
-    ArvoImage3D bytes = randomVolume(size, image::UInt8, 2);
-    ArvoImage3D other = randomMask(math::Ivec3(3, 2, 1), 0.5, 1);
-    ArvoImage3D invalid;
-    const ArvoImage3D before = copyOf(mask);
-    const Warnings warnings;
-    int partCount = 77;
-    for (ArvoImage3D* bad : {static_cast<ArvoImage3D*>(nullptr), &bytes, &other, &invalid}) {
-        EXPECT_FALSE(toolsOn(bad, &mask).keepLargestPart(&partCount));
-        EXPECT_FALSE(toolsOn(&mask, bad).keepLargestPart(&partCount));
-    }
-    EXPECT_EQ(77, partCount);
-    EXPECT_TRUE(sameBits(before, mask));
-    EXPECT_TRUE(warnings.texts().empty());
-}
-
 TEST(KeepLargestPart, KeepsGreyValuesAboveAThreshold)
 {
     std::uint64_t seed = 0;
@@ -184,39 +162,4 @@ TEST(KeepAllConnectedToSlice, AgreesWithTheDefinition)
             }
         }
     });
-}
-
-TEST(KeepAllConnectedToSlice, RefusesBadCalls)
-{
-    const math::Ivec3 size(3, 2, 2);
-    ArvoImage3D mask = randomMask(size, 0.5, 1);
-    ArvoImage3D other = randomMask(math::Ivec3(3, 3, 2), 0.5, 1);
-    ArvoImage3D grey = randomVolume(size, image::Int16, 2);
-    const ArvoImage3D before = copyOf(mask);
-    const struct {
-        ArvoImage3D* in;
-        ArvoImage3D* out;
-        int slice;
-        const char* warning;
-    } calls[] = {
-        {nullptr, &mask, 0, "ArvoImageBinaryTools : no valid input image to select parts of."},
-        {&grey, &mask, 0, "ArvoImageBinaryTools : no valid input image to select parts of."},
-        {&mask, nullptr, 0, "ArvoImageBinaryTools : no valid output image for the selected parts."},
-        {&other, &mask, 0, "ArvoImageBinaryTools : input and output image differ in size."},
-        {&mask, &mask, -1, "ArvoImageBinaryTools : the slice lies outside the image."},
-        {&mask, &mask, 2, "ArvoImageBinaryTools : the slice lies outside the image."},
-    };
-    for (const auto& call : calls) {
-        const Warnings warnings;
-        EXPECT_EQ(0, toolsOn(call.in, call.out).keepAllConnectedToSlice(call.slice));
-        EXPECT_EQ(0, toolsOn(call.in, call.out).keepAllConnectedToSlice(call.slice, 1));
-        EXPECT_EQ(std::vector<std::string>(2, call.warning), warnings.texts());
-    }
-    for (const auto& [in, out, warning] :
-         {std::tuple(&mask, &grey, calls[0].warning), {&grey, &mask, calls[2].warning}}) {
-        const Warnings warnings;
-        EXPECT_EQ(0, toolsOn(in, out).keepLargestPart(1));
-        EXPECT_EQ(std::vector<std::string>{warning}, warnings.texts());
-    }
-    EXPECT_TRUE(sameBits(before, mask));
 }

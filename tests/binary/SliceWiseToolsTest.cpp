@@ -2,7 +2,6 @@
 
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
-#include "support/Warnings.h"
 
 #include <cmath>
 
@@ -145,36 +144,4 @@ TEST(EdgeDetection, AgreesWithTheDefinition)
         toolsOn(&in, &in).edgeDetection();
         EXPECT_TRUE(sameBits(expected, in)) << what << ", in place";
     });
-}
-
-TEST(SliceWiseTools, RefuseBadCalls)
-{
-    const math::Ivec3 size(3, 2, 2);
-    ArvoImage3D mask = randomMask(size, 0.5, 1);
-    ArvoImage3D other = randomMask(math::Ivec3(3, 2, 3), 0.5, 1);
-    ArvoImage3D bytes = randomVolume(size, image::UInt8, 1);
-    ArvoImage3D grey = randomVolume(size, image::Int16, 1);
-    ArvoImage3D invalid;
-    const ArvoImage3D before = copyOf(mask);
-    const std::string noErosion = "ArvoImageBinaryTools : no valid byte images to erode.";
-    const std::string noEdges = "Edge detection: The images are not valid";
-    const std::string sizes = "ArvoImageBinaryTools : input and output image differ in size.";
-    const Warnings warnings;
-    for (ArvoImage3D* bad : {static_cast<ArvoImage3D*>(nullptr), &grey, &invalid}) {
-        toolsOn(bad, &mask).erodeZ(1);
-        toolsOn(&mask, bad).erodeZ(1);
-    }
-    toolsOn(&other, &mask).erodeZ(1);
-    toolsOn(&mask, &mask).erodeZ(-1);
-    for (ArvoImage3D* bad : {static_cast<ArvoImage3D*>(nullptr), &bytes, &invalid}) {
-        toolsOn(bad, &mask).edgeDetection();
-        toolsOn(&mask, bad).edgeDetection();
-    }
-    toolsOn(&other, &mask).edgeDetection();
-    std::vector<std::string> expected(6, noErosion);
-    expected.insert(expected.end(), {sizes, "ArvoImageBinaryTools : the erosion radius is negative."});
-    expected.insert(expected.end(), 6, noEdges);
-    expected.push_back(sizes);
-    EXPECT_EQ(expected, warnings.texts());
-    EXPECT_TRUE(sameBits(before, mask));
 }
