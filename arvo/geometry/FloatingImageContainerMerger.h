@@ -25,7 +25,8 @@ public:
     /// everything). Null with one warning for a container without a valid volume, for a volume of another type, and
     /// for a result that finds no memory.
     ///
-    /// Slices run on the TBB pool; returns when all are done. O(n + m) time for n voxels of input and m of output; no memory besides the result.
+    /// Slices run on the TBB pool; returns when all are done. O(n + m) time for n voxels of input and m of output; no
+    /// memory besides the result.
     static std::unique_ptr<FloatingImageContainer>
     mergeByUnion(const std::vector<FloatingImageContainer*>& containers);
 

@@ -20,11 +20,11 @@ public:
     /// Where the volume lies with respect to the plane; the identity unless set.
     void setImageTransform(const QMatrix4x4& transform) { m_imageTransform = transform; }
 
-    /// Clips. An image of another type: "Image3DClipper : clipping not implemented for this data type.", nothing changed.
-    /// A missing image or plane: one warning, nothing changed.
+    /// Clips. An image of another type: "Image3DClipper : clipping not implemented for this data type.", nothing
+    /// changed. A missing image or plane: one warning, nothing changed.
     ///
-    /// Slices run on the TBB pool; returns when all are done. Time of one pass for the value range, if that is not known,
-    /// and of writing the clipped voxels; no memory.
+    /// Slices run on the TBB pool; returns when all are done. Time of one pass for the value range, if that is not
+    /// known, and of writing the clipped voxels; no memory.
     void clip();
 
 private:

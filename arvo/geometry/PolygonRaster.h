@@ -12,8 +12,9 @@ namespace geometry {
 /// The pixels that a polygon covers on a screen.
 class PolygonRaster {
 public:
-    /// Paints the polygon, given in fractions of the screen, by the odd-even rule. Invalid afterwards when the screen has
-    /// no pixel, a side that the painter does not reach across (32767 pixels) or no memory, or when a point is no number.
+    /// Paints the polygon, given in fractions of the screen, by the odd-even rule. Invalid afterwards when the screen
+    /// has no pixel, a side that the painter does not reach across (32767 pixels) or no memory, or when a point is no
+    /// finite number.
     PolygonRaster(const QSize& screen, const QPolygonF& polygon);
 
     bool isValid() const { return !m_image.isNull(); }
