@@ -1,0 +1,208 @@
+#include "arvo/binary/Image3DHoleClosing.h"
+
+#include "arvo/binary/ArvoImageBinaryTools.h"
+#include "arvo/binary/HullPeeling.h"
+#include "arvo/binary/Image3DBoundary.h"
+#include "arvo/binary/Image3DDistanceMap.h"
+#include "arvo/frame/CallChecks.h"
+#include "arvo/frame/VolumeView.h"
+#include "arvo/platform/image/ElementTypes.h"
+#include "arvo/platform/threading/ThreadProgress.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+
+namespace {
+
+constexpr int DISTANCE_STEPS = 15; // of the progress, by their share of the time
+constexpr int PEELING_STEPS = 85;
+
+const std::atomic<bool> neverCancelled{false};
+
+bool isByteVolume(const ArvoImage3D* image)
+{
+    return frame::isUsable(image) && image::isOneOf(image->dataType(), image::ByteTypes{});
+}
+
+bool hasObject(const ArvoImage3D& image)
+{
+    const frame::VolumeView<const char> voxels(image);
+    return std::any_of(voxels.data(), voxels.data() + voxels.count(), [](char byte) { return byte != 0; });
+}
+
+/// A new Binary volume, or null when it cannot be had.
+std::unique_ptr<ArvoImage3D> newMask(const math::Ivec3& size, const QVector3D& voxelSize)
+{
+    auto mask = std::make_unique<ArvoImage3D>(size, voxelSize, image::Binary);
+    return mask->isValid() ? std::move(mask) : nullptr;
+}
+
+std::unique_ptr<ArvoImage3D> distanceMap(const ArvoImage3D& object, const std::atomic<bool>& cancel)
+{
+    Image3DDistanceMap map(Image3DDistanceMap::UNSIGNED_DISTANCE);
+    map.setInputImage(&object);
+    map.execute(cancel);
+    return std::unique_ptr<ArvoImage3D>(map.takeDistanceImage());
+}
+
+} // namespace
+
+Image3DHoleClosing::Image3DHoleClosing() = default;
+Image3DHoleClosing::~Image3DHoleClosing() = default;
+
+Image3DHoleClosing::Image3DHoleClosing(const Image3DHoleClosing& other)
+    : Calculation(other),
+      m_inputImage(other.m_inputImage)
+{
+    m_success = false;
+}
+
+Image3DHoleClosing& Image3DHoleClosing::operator=(const Image3DHoleClosing& other)
+{
+    if (this != &other) {
+        Calculation::operator=(other);
+        m_inputImage = other.m_inputImage;
+        reset();
+    }
+    return *this;
+}
+
+void Image3DHoleClosing::setInputImage(ArvoImage3D* image)
+{
+    if (checkValidInputImage(image))
+        m_inputImage = image;
+}
+
+bool Image3DHoleClosing::checkValidInputImage(ArvoImage3D* image)
+{
+    return image && image->dataType() == image::Binary;
+}
+
+void Image3DHoleClosing::reset()
+{
+    m_success = false;
+    m_closedImage.reset();
+}
+
+ArvoImage3D* Image3DHoleClosing::takeClosedImage()
+{
+    return m_closedImage.release();
+}
+
+void Image3DHoleClosing::execute(const std::atomic<bool>& cancel)
+{
+    reset();
+    if (!checkValidInputImage(m_inputImage))
+        return;
+    if (m_progress)
+        m_progress->setTotal(DISTANCE_STEPS + PEELING_STEPS);
+    if (!hasObject(*m_inputImage)) {
+        m_closedImage.reset(createEmptyOutputImage());
+        if (m_progress)
+            m_progress->advance(DISTANCE_STEPS + PEELING_STEPS);
+    } else if (!cancel.load()) {
+        m_closedImage = close(cancel);
+    }
+    m_success = m_closedImage != nullptr;
+}
+
+std::unique_ptr<ArvoImage3D> Image3DHoleClosing::close(const std::atomic<bool>& cancel)
+try {
+    std::unique_ptr<ArvoImage3D> bordered(createImageWithExtendedBorder(m_inputImage));
+    if (!bordered || cancel.load())
+        return nullptr;
+    std::unique_ptr<ArvoImage3D> distance = distanceMap(*bordered, cancel);
+    if (!distance)
+        return nullptr;
+    if (m_progress)
+        m_progress->advance(DISTANCE_STEPS);
+    std::array<int, 3> min;
+    std::array<int, 3> max;
+    ArvoImageBinaryTools::getBoundingBox(bordered.get(), min, max);
+    binary::HullPeeling peeling(*bordered, *distance, min, max);
+    bordered.reset();
+    distance.reset();
+    if (!peeling.isValid() || cancel.load() || !peeling.run(cancel, m_progress, PEELING_STEPS))
+        return nullptr;
+    auto closed = newMask(m_inputImage->imageSize(), m_inputImage->voxelSize());
+    if (closed) {
+        peeling.writeInterior(*closed);
+        closed->editFinished();
+    }
+    return closed;
+} catch (const std::bad_alloc&) {
+    return nullptr; // too many voxels wait
+}
+
+ArvoImage3D* Image3DHoleClosing::createEmptyOutputImage()
+{
+    if (!isByteVolume(m_inputImage))
+        return nullptr;
+    auto output = newMask(m_inputImage->imageSize(), m_inputImage->voxelSize());
+    if (output)
+        output->zeroSlices();
+    return output.release();
+}
+
+ArvoImage3D* Image3DHoleClosing::createImageWithExtendedBorder(ArvoImage3D* image)
+{
+    if (!isByteVolume(image))
+        return nullptr;
+    const math::Ivec3 size = image->imageSize();
+    if (std::max({size.x, size.y, size.z}) > INT_MAX - 2)
+        return nullptr;
+    auto bordered = newMask({size.x + 2, size.y + 2, size.z + 2}, image->voxelSize());
+    if (!bordered)
+        return nullptr;
+    bordered->zeroSlices();
+    const frame::VolumeView<const char> from(*image);
+    const frame::VolumeView<char> to(*bordered);
+    for (std::ptrdiff_t z = 0; z < from.depth(); ++z) {
+        for (std::ptrdiff_t y = 0; y < from.height(); ++y)
+            std::copy_n(from.row(y, z), from.width(), to.row(y + 1, z + 1) + 1);
+    }
+    bordered->editFinished();
+    return bordered.release();
+}
+
+ArvoImage3D* Image3DHoleClosing::createBinaryImageWithRemovedBorder(ArvoImage3D* image)
+{
+    if (!isByteVolume(image))
+        return nullptr;
+    const math::Ivec3 size = image->imageSize();
+    if (std::min({size.x, size.y, size.z}) < 2)
+        return nullptr;
+    const int origin[3] = {1, 1, 1};
+    const int inner[3] = {size.x - 2, size.y - 2, size.z - 2};
+    auto interior = std::make_unique<ArvoImage3D>();
+    return interior->copyFrom(image, origin, inner) ? interior.release() : nullptr;
+}
+
+ArvoImage3D* Image3DHoleClosing::createHull(ArvoImage3D* image)
+{
+    if (!isByteVolume(image))
+        return nullptr;
+    auto hull = newMask(image->imageSize(), image->voxelSize());
+    if (!hull)
+        return nullptr;
+    std::array<int, 3> min;
+    std::array<int, 3> max;
+    ArvoImageBinaryTools::getBoundingBox(image, min, max);
+    ArvoImageBinaryTools::convertBoxToMask(min, max, hull.get());
+    return hull.release();
+}
+
+ArvoImage3D* Image3DHoleClosing::getWorkingSet(ArvoImage3D* object, ArvoImage3D* hull)
+{
+    if (!isByteVolume(object) || !isByteVolume(hull) || !frame::haveEqualSize(*object, *hull))
+        return nullptr;
+    Image3DBoundary boundary;
+    boundary.setInputImage(hull);
+    boundary.execute(neverCancelled);
+    std::unique_ptr<ArvoImage3D> workingSet(boundary.takeBoundaryImage());
+    if (!boundary.isSuccess() || !workingSet)
+        return nullptr;
+    ArvoImageBinaryTools::applyMask(object, workingSet.get(), true);
+    return workingSet.release();
+}
