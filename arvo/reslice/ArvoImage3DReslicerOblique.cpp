@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 // Both reslices go down strips of a few columns: the columns are independent of each other, so that the arithmetic of
@@ -54,22 +55,27 @@ template <class T>
 ARVO_VECTOR_CLONES void nearestStrip(const frame::VolumeView<const T>& voxels, const Plane& plane,
                                      const Strip& strip, T outside, T* pixels)
 {
+    const auto width = static_cast<std::uint32_t>(voxels.width());
+    const auto height = static_cast<std::uint32_t>(voxels.height());
+    const auto depth = static_cast<std::uint32_t>(voxels.depth());
     frame::SamplePositions p = strip.base;
     for (int row = 0; row < plane.height; ++row, pixels += plane.width) {
-        std::ptrdiff_t index[STRIP];
+        // Unsigned, so that a negative index lies past the end.
+        std::uint32_t x[STRIP];
+        std::uint32_t y[STRIP];
+        std::uint32_t z[STRIP];
+        std::int32_t isInside[STRIP];
         for (int i = 0; i < STRIP; ++i) {
-            const std::ptrdiff_t x = image::truncateToInt32(p.x[i]);
-            const std::ptrdiff_t y = image::truncateToInt32(p.y[i]);
-            const std::ptrdiff_t z = image::truncateToInt32(p.z[i]);
-            const bool isInside = (x >= 0) & (x < voxels.width()) & (y >= 0) & (y < voxels.height()) &
-                                  (z >= 0) & (z < voxels.depth());
-            index[i] = isInside ? z * voxels.sliceCount() + y * voxels.width() + x : -1;
+            x[i] = static_cast<std::uint32_t>(image::truncateToInt32(p.x[i]));
+            y[i] = static_cast<std::uint32_t>(image::truncateToInt32(p.y[i]));
+            z[i] = static_cast<std::uint32_t>(image::truncateToInt32(p.z[i]));
+            isInside[i] = (x[i] < width) & (y[i] < height) & (z[i] < depth);
             p.x[i] += plane.dir2[0];
             p.y[i] += plane.dir2[1];
             p.z[i] += plane.dir2[2];
         }
         for (int i = 0; i < strip.used; ++i)
-            pixels[i] = index[i] >= 0 ? voxels.data()[index[i]] : outside;
+            pixels[i] = isInside[i] ? voxels.row(y[i], z[i])[x[i]] : outside;
     }
 }
 
