@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing (Debian packages), builds the example host and runs it on a real skull CT.
+# Installs what is missing (Debian packages), builds the host ct_report and runs it on a real skull CT:
+# the report with its pictures is then in demo/report.html.
 # usage: scripts/demo.sh [output folder]      default: demo
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -10,4 +11,4 @@ scripts/install-dependencies.sh "${BUILD_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
 scripts/fetch-sample.sh build/sample
 cmake --preset examples
 cmake --build --preset examples
-QT_QPA_PLATFORM=offscreen build/examples/examples/replace_skull/replace_skull build/sample/skull.mhd "$output"
+exec build/examples/examples/ct_report/ct_report build/sample/skull.mhd --output "$output"

@@ -1,62 +1,109 @@
 #include "support/Picture.h"
 
+#include "arvo/platform/image/ElementTypes.h"
+#include "arvo/reslice/ArvoImage3DReslicer.h"
+
 #include <QPainter>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace host {
 
 namespace {
 
-/// Which volume axes run along the columns and rows of a picture, and which one is cut.
-struct Axes {
-    int column, row, cut;
-};
-
-Axes axesOf(Plane plane)
+/// Calls visit(x, y, value) for every pixel, the value as a float.
+template <class Visit> void forEachPixel(const Image2D& image, Visit&& visit)
 {
-    switch (plane) {
-    case Plane::Axial:
-        return {0, 1, 2};
-    case Plane::Coronal:
-        return {0, 2, 1};
-    case Plane::Sagittal:
-        return {1, 2, 0};
-    }
-    return {0, 1, 2};
+    const auto type = static_cast<image::DataType>(image.dataType());
+    image::withElementType(type, image::StoredTypes{}, nullptr, [&](auto element) {
+        using T = typename decltype(element)::type;
+        const T* pixel = reinterpret_cast<const T*>(image.dataPtr());
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x)
+                visit(x, y, static_cast<float>(*pixel++));
+        }
+    });
+}
+
+int mixed(int from, int to, float share)
+{
+    return from + static_cast<int>(std::lround(static_cast<float>(to - from) * share));
 }
 
 } // namespace
 
-QImage slicePicture(const ArvoImage3D& image, Plane plane, int index, const math::Range<float>& window)
+Image2D sliceOf(const ArvoImage3D& volume, Plane plane, double share)
 {
-    const Axes axes = axesOf(plane);
-    const math::Ivec3 size = image.imageSize();
-    const int width = size[axes.column];
-    const int height = size[axes.row];
-    QImage picture(width, height, QImage::Format_Grayscale8);
-    for (int row = 0; row < height; ++row) {
-        // y runs from back to front and z from the feet up; the rows of a picture run downwards.
-        uchar* line = picture.scanLine(height - 1 - row);
-        for (int column = 0; column < width; ++column) {
-            std::array<int, 3> voxel;
-            voxel[static_cast<std::size_t>(axes.column)] = column;
-            voxel[static_cast<std::size_t>(axes.row)] = row;
-            voxel[static_cast<std::size_t>(axes.cut)] = index;
-            const float value = image.getFloatValue(voxel[0], voxel[1], voxel[2]);
-            const float share = (value - window.first) / (window.second - window.first);
-            line[column] = static_cast<uchar>(std::lround(255.0f * std::clamp(share, 0.0f, 1.0f)));
-        }
+    auto* readable = const_cast<ArvoImage3D*>(&volume); // the loaders take a mutable volume and only read it
+    const math::Ivec3 size = volume.imageSize();
+    const auto at = [&](int extent) { return std::clamp(static_cast<int>(share * extent), 0, extent - 1); };
+    Image2D slice;
+    switch (plane) {
+    case Plane::Axial:
+        ArvoImage3DReslicer::loadAxialSlice2D(readable, at(size.z), &slice);
+        break;
+    case Plane::Coronal:
+        ArvoImage3DReslicer::loadCoronalSlice2D(readable, at(size.y), &slice);
+        break;
+    case Plane::Sagittal:
+        ArvoImage3DReslicer::loadSagittalSlice2D(readable, at(size.x), &slice);
+        break;
     }
-    const QVector3D spacing = image.voxelSize();
-    const float step = std::min({spacing.x(), spacing.y(), spacing.z()});
-    const auto scaled = [&](int count, int axis) {
-        return std::max(1, static_cast<int>(std::lround(static_cast<float>(count) * spacing[axis] / step)));
+    return slice;
+}
+
+QImage greyPicture(const Image2D& image, const math::Range<float>& window)
+{
+    QImage picture(image.width(), image.height(), QImage::Format_RGB32);
+    const float width = std::max(window.second - window.first, 1e-6f);
+    forEachPixel(image, [&](int x, int y, float value) {
+        const float share = std::clamp((value - window.first) / width, 0.0f, 1.0f);
+        const int grey = mixed(0, 255, share);
+        picture.setPixel(x, y, qRgb(grey, grey, grey));
+    });
+    return picture;
+}
+
+QImage signedPicture(const Image2D& image, float reach)
+{
+    QImage picture(image.width(), image.height(), QImage::Format_RGB32);
+    forEachPixel(image, [&](int x, int y, float value) {
+        const float share = std::min(std::abs(value) / reach, 1.0f);
+        const QColor far = value < 0.0f ? QColor(20, 70, 140) : QColor(200, 90, 20);
+        picture.setPixel(x, y,
+                         qRgb(mixed(250, far.red(), share), mixed(250, far.green(), share),
+                              mixed(245, far.blue(), share)));
+    });
+    return picture;
+}
+
+QImage overlaid(const QImage& picture, const Image2D& mask, const QColor& colour)
+{
+    QImage tinted = picture;
+    forEachPixel(mask, [&](int x, int y, float value) {
+        if (value == 0.0f || !tinted.valid(x, y))
+            return;
+        const QRgb below = tinted.pixel(x, y);
+        tinted.setPixel(x, y,
+                        qRgb(mixed(qRed(below), colour.red(), 0.55f),
+                             mixed(qGreen(below), colour.green(), 0.55f),
+                             mixed(qBlue(below), colour.blue(), 0.55f)));
+    });
+    return tinted;
+}
+
+QImage upright(const QImage& picture, Plane plane, const QVector3D& voxelSize)
+{
+    const float across = plane == Plane::Sagittal ? voxelSize.y() : voxelSize.x();
+    const float along = plane == Plane::Axial ? voxelSize.y() : voxelSize.z();
+    const float step = std::min({voxelSize.x(), voxelSize.y(), voxelSize.z()});
+    const auto scaled = [&](int count, float spacing) {
+        return std::max(1, static_cast<int>(std::lround(static_cast<float>(count) * spacing / step)));
     };
-    return picture.scaled(scaled(width, axes.column), scaled(height, axes.row), Qt::IgnoreAspectRatio,
-                          Qt::SmoothTransformation);
+    return picture.mirrored(false, true)
+        .scaled(scaled(picture.width(), across), scaled(picture.height(), along), Qt::IgnoreAspectRatio,
+                Qt::SmoothTransformation);
 }
 
 QImage sideBySide(const QList<QImage>& pictures)

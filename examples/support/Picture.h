@@ -1,17 +1,32 @@
 #pragma once
 
 #include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/platform/image/Image2D.h"
 #include "arvo/platform/math/Range.h"
 
+#include <QColor>
 #include <QImage>
+#include <QList>
 
-/// Pictures of volumes for the example hosts.
+/// Pictures of volumes and 2D images for the example hosts.
 namespace host {
 
 enum class Plane { Axial, Coronal, Sagittal };
 
-/// A slice as a grey picture: values of the window from black to white, pixels square in world units, heads up.
-QImage slicePicture(const ArvoImage3D& image, Plane plane, int index, const math::Range<float>& window);
+/// The slice in the middle of that plane's axis, or at `share` (0 to 1) of it. Invalid when it cannot be loaded.
+Image2D sliceOf(const ArvoImage3D& volume, Plane plane, double share = 0.5);
+
+/// Grey picture: values of the window from black to white.
+QImage greyPicture(const Image2D& image, const math::Range<float>& window);
+
+/// Signed values in colour: below 0 blue, above 0 orange, pale near 0; +-`reach` gets the full colour.
+QImage signedPicture(const Image2D& image, float reach);
+
+/// `picture` tinted where the mask, of the same size, is not 0.
+QImage overlaid(const QImage& picture, const Image2D& mask, const QColor& colour);
+
+/// A slice picture upright (slices are stored from back to front and from the feet up) with square pixels.
+QImage upright(const QImage& picture, Plane plane, const QVector3D& voxelSize);
 
 /// Pictures side by side on black.
 QImage sideBySide(const QList<QImage>& pictures);

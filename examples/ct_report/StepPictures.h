@@ -1,0 +1,21 @@
+#pragma once
+
+#include "support/Picture.h"
+
+/// Pictures that several steps show.
+namespace pictures {
+
+/// The window in which soft tissue and bone both show: fixed for Hounsfield units, else the value range.
+math::Range<float> windowOf(const ArvoImage3D& volume);
+
+/// An axial, a coronal and a sagittal slice side by side.
+QImage threePlanes(const ArvoImage3D& volume, const math::Range<float>& window);
+
+/// The same, tinted where the mask is not 0.
+QImage threePlanes(const ArvoImage3D& volume, const math::Range<float>& window, const ArvoImage3D& mask,
+                   const QColor& colour);
+
+/// Signed values in colour.
+QImage threePlanesSigned(const ArvoImage3D& volume, float reach);
+
+} // namespace pictures
