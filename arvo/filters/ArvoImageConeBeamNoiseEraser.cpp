@@ -78,9 +78,9 @@ void ArvoImageConeBeamNoiseEraser::eraseBlocks()
             if (!block.create(math::Ivec3(size.x, size.y, count), m_input->voxelSize(), m_input->dataType()))
                 throw std::bad_alloc();
             ArvoImage3DReslicer::loadAxialSlices(m_input, first, count, block.dataPtr());
-            eraser.erase(block);
-            for (int z = 0; z < count; ++z)
-                m_output->setAxialSlice(first + z, block.getConstAxialSlice(z));
+            for (int z = first; z < first + count && m_output != m_input; ++z)
+                m_output->setAxialSlice(z, m_input->getConstAxialSlice(z));
+            eraser.erase(block, m_output->getAxialSlice(first));
             if (count == BLOCK_SLICES)
                 m_progress->advance();
         }

@@ -19,7 +19,7 @@ class ThreadProgress;
 /// as in the threshold filter. Other types pass unchanged. Output: a volume of the same slice size and type, at least
 /// as deep; it may be the input. Neither is owned.
 ///
-/// Runs on the calling thread. O(n) time for n voxels; memory for a block of 50 slices: the voxels and 4 bytes for each.
+/// Runs on the calling thread. O(n) time for n voxels; memory for a block of 50 slices: the voxels and 3 bytes for each.
 class ARVO_VOLUME_EXPORT ArvoImageConeBeamNoiseEraser {
 public:
     ArvoImageConeBeamNoiseEraser();

@@ -3,6 +3,8 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
+#include "arvo/platform/image/VoxelConversion.h"
+#include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
 #include <array>
@@ -70,6 +72,31 @@ private:
     std::array<Offset, (2 * REACH + 1) * (2 * REACH + 1) * (2 * REACH + 1)> m_offsets;
 };
 
+template <class T>
+ARVO_VECTOR_CLONES bool isAnyAbove(const T* row, std::ptrdiff_t begin, std::ptrdiff_t end, std::int32_t limit)
+{
+    int count = 0;
+    for (std::ptrdiff_t i = begin; i < end; ++i)
+        count += row[i] > limit;
+    return count != 0;
+}
+
+/// Calls body(x) for the voxels of [begin, end) above the limit; passes over whole vectors of others, which most are.
+template <class T, class Body>
+void forEachAbove(std::int32_t limit, const T* row, std::ptrdiff_t begin, std::ptrdiff_t end, Body&& body)
+{
+    constexpr std::ptrdiff_t STEP = 64;
+    for (; begin < end; begin += STEP) {
+        const std::ptrdiff_t stop = std::min(begin + STEP, end);
+        if (!isAnyAbove(row, begin, stop, limit))
+            continue;
+        for (std::ptrdiff_t x = begin; x < stop; ++x) {
+            if (row[x] > limit)
+                body(x);
+        }
+    }
+}
+
 } // namespace
 
 SpeckEraser::SpeckEraser(int width, int height, int margin, int boneThreshold)
@@ -84,79 +111,83 @@ SpeckEraser::SpeckEraser(int width, int height, int margin, int boneThreshold)
         std::ptrdiff_t reach = centre;
         while (reach >= 0 && !isInDisc(reach, height / 2 - y))
             --reach;
-        m_disc.push_back({centre - reach, std::min<std::ptrdiff_t>(centre + reach + 1, width)});
+        if (reach < 0)
+            m_disc.push_back({width, width});
+        else
+            m_disc.push_back({centre - reach, std::min<std::ptrdiff_t>(centre + reach + 1, width)});
     }
 }
 
-void SpeckEraser::erase(ArvoImage3D& block)
+void SpeckEraser::erase(ArvoImage3D& block, char* voxels)
 {
     image::withElementType(block.dataType(), image::IntegerTypes{}, nullptr, [&](auto element) {
         using T = typename decltype(element)::type;
-        lowerRemoved<T>(block, labelsToKeep(labelBone(block)));
+        lowerRemoved(reinterpret_cast<T*>(voxels), labelsToKeep(labelBone(block)));
     });
 }
 
 int SpeckEraser::labelBone(ArvoImage3D& block)
 {
-    if (!m_bone.createFrom(&block, image::Binary) || !m_eroded.createFrom(&block, image::Binary) ||
-        !m_labels.createFrom(&block, image::Int16))
+    if (!m_mask.createFrom(&block, image::Binary) || !m_labels.createFrom(&block, image::Int16))
         throw std::bad_alloc();
     ArvoImageBinaryTools tools;
     tools.setInput(&block);
-    tools.setOutput(&m_bone);
+    tools.setOutput(&m_mask);
     tools.thresholdFilter(m_boneThreshold, true);
-    tools.setInput(&m_bone);
-    tools.setOutput(&m_eroded);
+    tools.setInput(&m_mask);
     tools.erodeZ(EROSION_RADIUS);
-    tools.setInput(&m_eroded);
     tools.setOutput(&m_labels);
-    return tools.label(ArvoImageBinaryTools::LABEL_DIAGONAL);
+    const int labelCount = tools.label(ArvoImageBinaryTools::LABEL_DIAGONAL);
+    if (labelCount < 1)
+        throw std::bad_alloc();
+    return labelCount;
 }
 
 /// The labels met in the disc and in the two end slices.
 std::vector<unsigned char> SpeckEraser::labelsToKeep(int labelCount) const
 {
     const frame::VolumeView<const short> labels(m_labels);
-    std::vector<unsigned char> isKept(static_cast<std::size_t>(std::max(labelCount, 1)), 0);
-    const auto keep = [&](const short* first, const short* end) {
-        for (; first < end; ++first)
-            isKept[static_cast<std::size_t>(*first)] = 1;
+    std::vector<unsigned char> isKept(static_cast<std::size_t>(labelCount), 0);
+    const auto keep = [&](const short* row, std::ptrdiff_t begin, std::ptrdiff_t end) {
+        forEachAbove(0, row, begin, end,
+                     [&](std::ptrdiff_t x) { isKept[static_cast<std::size_t>(row[x])] = 1; });
     };
     for (std::ptrdiff_t z = 0; z < labels.depth(); ++z) {
         if (z == 0 || z == labels.depth() - 1)
-            keep(labels.slice(z), labels.slice(z) + labels.sliceCount());
+            keep(labels.slice(z), 0, labels.sliceCount());
         for (std::ptrdiff_t y = 0; y < labels.height(); ++y) {
             const DiscRow& disc = m_disc[static_cast<std::size_t>(y)];
-            keep(labels.row(y, z) + disc.begin, labels.row(y, z) + disc.end);
+            keep(labels.row(y, z), disc.begin, disc.end);
         }
     }
-    isKept[0] = 0;
     return isKept;
 }
 
-template <class T>
-void SpeckEraser::lowerRemoved(ArvoImage3D& block, const std::vector<unsigned char>& isKept) const
+template <class T> void SpeckEraser::lowerRemoved(T* voxels, const std::vector<unsigned char>& isKept) const
 {
-    const frame::VolumeView<T> voxels(block);
-    const frame::VolumeView<const unsigned char> bone(m_bone);
     const frame::VolumeView<const short> labels(m_labels);
     const ClosestLabel closest(labels);
     const auto lowered = static_cast<T>(static_cast<unsigned>(m_boneThreshold) - 1u);
-    for (std::ptrdiff_t z = 0; z < voxels.depth(); ++z) {
-        for (std::ptrdiff_t y = 0; y < voxels.height(); ++y) {
+    // Bone as the threshold filter sees it. Of bytes it compares the low byte of the threshold, so that one above the
+    // whole threshold need not be bone: such a byte goes, in the disc too.
+    const std::int32_t whole = image::truncateToInt32(static_cast<float>(m_boneThreshold));
+    const std::int32_t boneLimit = sizeof(T) == 1 ? static_cast<T>(whole) : whole;
+    const auto lowerRun = [&](T* row, std::ptrdiff_t begin, std::ptrdiff_t end, auto stays) {
+        forEachAbove(m_boneThreshold, row, begin, end, [&](std::ptrdiff_t x) {
+            if (!(row[x] > boneLimit && stays(x)))
+                row[x] = lowered;
+        });
+    };
+    for (std::ptrdiff_t z = 0; z < labels.depth(); ++z) {
+        for (std::ptrdiff_t y = 0; y < labels.height(); ++y, voxels += labels.width()) {
             const DiscRow& disc = m_disc[static_cast<std::size_t>(y)];
-            const unsigned char* boneRow = bone.row(y, z);
-            T* row = voxels.row(y, z);
-            for (std::ptrdiff_t x = 0; x < voxels.width(); ++x) {
-                if (row[x] <= m_boneThreshold)
-                    continue;
-                // A byte above the threshold need not be bone, for which its low byte alone counts.
-                const bool isInDisc = x >= disc.begin && x < disc.end;
-                const bool stays =
-                    boneRow[x] != 0 && (isInDisc || isKept[static_cast<std::size_t>(closest.at(x, y, z))]);
-                if (!stays)
-                    row[x] = lowered;
-            }
+            const auto isOfKeptPart = [&](std::ptrdiff_t x) {
+                return isKept[static_cast<std::size_t>(closest.at(x, y, z))] != 0;
+            };
+            lowerRun(voxels, 0, disc.begin, isOfKeptPart);
+            lowerRun(voxels, disc.end, labels.width(), isOfKeptPart);
+            if (sizeof(T) == 1)
+                lowerRun(voxels, disc.begin, disc.end, [](std::ptrdiff_t) { return true; });
         }
     }
 }

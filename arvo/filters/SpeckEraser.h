@@ -10,9 +10,10 @@ public:
     /// For blocks of slices of width x height voxels; `margin` lies between the disc and the nearer edges.
     SpeckEraser(int width, int height, int margin, int boneThreshold);
 
-    /// Works in place, on every type that can be erased; others stay as they are. std::bad_alloc when there is no memory
-    /// for the masks and labels, which are kept from one block to the next.
-    void erase(ArvoImage3D& block);
+    /// Finds the specks of `block` and lowers them in `voxels`, slices of the same voxels. Types that cannot be erased stay
+    /// as they are. std::bad_alloc when there is no memory for the mask and the labels, which are kept from one block to
+    /// the next.
+    void erase(ArvoImage3D& block, char* voxels);
 
 private:
     /// The part of a row of the axial plane that lies in the disc; empty when begin == end.
@@ -21,14 +22,13 @@ private:
         std::ptrdiff_t end;
     };
 
-    /// Marks the bone voxels and labels what an erosion leaves of them; returns the number of labels, 0 included.
+    /// Labels what the erosion leaves of the bone voxels; returns the number of labels, 0 included.
     int labelBone(ArvoImage3D& block);
     std::vector<unsigned char> labelsToKeep(int labelCount) const;
-    template <class T> void lowerRemoved(ArvoImage3D& block, const std::vector<unsigned char>& isKept) const;
+    template <class T> void lowerRemoved(T* voxels, const std::vector<unsigned char>& isKept) const;
 
     int m_boneThreshold;
     std::vector<DiscRow> m_disc;
-    ArvoImage3D m_bone;
-    ArvoImage3D m_eroded;
+    ArvoImage3D m_mask;
     ArvoImage3D m_labels;
 };

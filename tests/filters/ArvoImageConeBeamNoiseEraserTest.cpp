@@ -187,13 +187,17 @@ TEST(ArvoImageConeBeamNoiseEraser, WithoutARadiusItCopies)
     EXPECT_TRUE(sameBits(original, in));
 }
 
-TEST(ArvoImageConeBeamNoiseEraser, OtherTypesPassUnchangedWithoutAWarning)
+TEST(ArvoImageConeBeamNoiseEraser, OtherTypesAndEmptyVolumesPassWithoutAWarning)
 {
     const Warnings warnings;
     for (const image::DataType type : {image::Float32, image::Int32, image::Reserved}) {
         ArvoImage3D in = randomVolume({9, 8, 53}, type, 1), out = randomVolume({9, 8, 53}, type, 2);
         EXPECT_TRUE(erase(in, out, 3, -100));
         EXPECT_TRUE(sameBits(in, out));
+    }
+    for (const math::Ivec3& size : {math::Ivec3(0, 4, 60), math::Ivec3(4, 0, 3), math::Ivec3(4, 4, 0)}) {
+        ArvoImage3D empty = randomVolume(size, image::Int16, 1);
+        EXPECT_TRUE(erase(empty, empty, 1));
     }
     EXPECT_TRUE(warnings.texts().empty());
 }
