@@ -6,9 +6,8 @@
 #include "arvo/platform/image/VoxelConversion.h"
 #include "arvo/platform/utility/VectorClones.h"
 
-#include <QDebug>
-
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -50,29 +49,24 @@ template <int STRIDE> constexpr std::ptrdiff_t strideOf(std::ptrdiff_t factor)
     return STRIDE == 0 ? factor : STRIDE;
 }
 
-template <int STRIDE, class T>
-ARVO_VECTOR_CLONES void pickRow(const T* from, T* to, std::ptrdiff_t count, std::ptrdiff_t factor)
-{
-    const std::ptrdiff_t stride = strideOf<STRIDE>(factor);
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        to[i] = from[i * stride];
-}
-
 /// What interpolation comes to at whole positions, where every weight is 0 or 1.
-template <class T> T interpolated(T voxel)
-{
-    if constexpr (std::is_same_v<T, float>)
-        return static_cast<float>(image::truncateToInt32(voxel)) + 0.5f;
-    else
-        return image::toVoxel<T>(static_cast<float>(voxel) + 0.5f);
-}
+template <class T> struct InterpolatedVoxel {
+    T operator()(T voxel) const
+    {
+        if constexpr (std::is_same_v<T, float>)
+            return static_cast<float>(image::truncateToInt32(voxel)) + 0.5f;
+        else
+            return image::toVoxel<T>(static_cast<float>(voxel) + 0.5f);
+    }
+};
 
-template <int STRIDE, class T>
-ARVO_VECTOR_CLONES void interpolateRow(const T* from, T* to, std::ptrdiff_t count, std::ptrdiff_t factor)
+template <int STRIDE, class T, class Convert>
+ARVO_VECTOR_CLONES void sampleRow(const T* from, T* to, std::ptrdiff_t count, std::ptrdiff_t factor,
+                                  Convert convert)
 {
     const std::ptrdiff_t stride = strideOf<STRIDE>(factor);
     for (std::ptrdiff_t i = 0; i < count; ++i)
-        to[i] = interpolated(from[i * stride]);
+        to[i] = convert(from[i * stride]);
 }
 
 /// sums[i] += the voxels of block i in this row, from left to right.
@@ -165,17 +159,17 @@ template <class T, class FillRow> bool fillOutput(const Job& job, FillRow&& fill
     return true;
 }
 
-template <class T> bool pickFirst(const Job& job)
+/// The first voxel of each block, converted, into the created output.
+template <class T, class Convert> bool sample(const Job& job, Convert convert)
 {
-    if (!createBlockOutput(job))
-        return false;
     if (job.isCopy())
         return copySlices(job);
     const frame::VolumeView<const T> in(job.in);
     const std::ptrdiff_t width = job.out.imageSize().x;
     return fillOutput<T>(job, [&](std::ptrdiff_t y, std::ptrdiff_t z, T* row) {
         withStride(job.factor.x, [&](auto stride) {
-            pickRow<stride>(in.row(y * job.factor.y, z * job.factor.z), row, width, job.factor.x);
+            const T* from = in.row(y * job.factor.y, z * job.factor.z);
+            sampleRow<stride>(from, row, width, job.factor.x, convert);
         });
     });
 }
@@ -209,8 +203,6 @@ template <class T, class Sum> bool averageWithSums(const Job& job, double blockC
 /// Integers below 2^53 sum up exactly in double precision: the sums may be kept in whichever type is fastest.
 template <class T> bool average(const Job& job)
 {
-    if (!createBlockOutput(job))
-        return false;
     if (job.isCopy())
         return copySlices(job);
     const double blockCount = double(job.factor.x) * double(job.factor.y) * double(job.factor.z);
@@ -225,8 +217,6 @@ template <class T> bool average(const Job& job)
 template <class T> bool maximum(const Job& job)
 {
     using Limits = std::numeric_limits<T>;
-    if (!createBlockOutput(job))
-        return false;
     if (job.isCopy())
         return copySlices(job);
     const frame::VolumeView<const T> in(job.in);
@@ -240,26 +230,14 @@ template <class T> bool maximum(const Job& job)
     });
 }
 
-template <class T> bool interpolate(const Job& job)
+/// Calls body(std::type_identity<T>{}) for the job's element type, once type and factors are known to be usable.
+template <class Types, class Body> bool onElements(const Job& job, Types types, Body&& body)
 {
-    if (!createSampleOutput(job))
-        return false;
-    if (job.isCopy())
-        return copySlices(job);
-    const frame::VolumeView<const T> in(job.in);
-    const std::ptrdiff_t width = job.out.imageSize().x;
-    return fillOutput<T>(job, [&](std::ptrdiff_t y, std::ptrdiff_t z, T* row) {
-        withStride(job.factor.x, [&](auto stride) {
-            interpolateRow<stride>(in.row(y * job.factor.y, z * job.factor.z), row, width, job.factor.x);
-        });
+    return image::withElementType(job.in.dataType(), types, INCOMPATIBLE, [&](auto element) {
+        if (job.factor.x < 1 || job.factor.y < 1 || job.factor.z < 1)
+            return frame::refuse("ArvoImageSubsample : sample factors must be at least 1.");
+        return body(element);
     });
-}
-
-bool hasUsableFactors(const math::Ivec3& factor)
-{
-    if (factor.x >= 1 && factor.y >= 1 && factor.z >= 1)
-        return true;
-    return frame::refuse("ArvoImageSubsample : sample factors must be at least 1.");
 }
 
 } // namespace
@@ -299,35 +277,37 @@ bool ArvoImageSubsample::execute(SubsampleMethod method, const std::atomic<bool>
 
 bool ArvoImageSubsample::executeFast(const std::atomic<bool>& cancel)
 {
-    return image::withElementType(m_input->dataType(), GreyTypes{}, INCOMPATIBLE, [&](auto element) {
+    const Job job{*m_input, *m_output, m_sampleFactor, cancel};
+    return onElements(job, GreyTypes{}, [&](auto element) {
         using T = typename decltype(element)::type;
-        return hasUsableFactors(m_sampleFactor) &&
-               pickFirst<T>({*m_input, *m_output, m_sampleFactor, cancel});
+        return createBlockOutput(job) && sample<T>(job, std::identity{});
     });
 }
 
 bool ArvoImageSubsample::executeAverage(const std::atomic<bool>& cancel)
 {
-    return image::withElementType(m_input->dataType(), GreyTypes{}, INCOMPATIBLE, [&](auto element) {
+    const Job job{*m_input, *m_output, m_sampleFactor, cancel};
+    return onElements(job, GreyTypes{}, [&](auto element) {
         using T = typename decltype(element)::type;
-        return hasUsableFactors(m_sampleFactor) && average<T>({*m_input, *m_output, m_sampleFactor, cancel});
+        return createBlockOutput(job) && average<T>(job);
     });
 }
 
 bool ArvoImageSubsample::executeInterpolated(const std::atomic<bool>&)
 {
     static const std::atomic<bool> neverCancelled{false};
-    return image::withElementType(m_input->dataType(), GreyTypes{}, INCOMPATIBLE, [&](auto element) {
+    const Job job{*m_input, *m_output, m_sampleFactor, neverCancelled};
+    return onElements(job, GreyTypes{}, [&](auto element) {
         using T = typename decltype(element)::type;
-        return hasUsableFactors(m_sampleFactor) &&
-               interpolate<T>({*m_input, *m_output, m_sampleFactor, neverCancelled});
+        return createSampleOutput(job) && sample<T>(job, InterpolatedVoxel<T>{});
     });
 }
 
 bool ArvoImageSubsample::executeMax(const std::atomic<bool>& cancel)
 {
-    return image::withElementType(m_input->dataType(), image::VoxelTypes{}, INCOMPATIBLE, [&](auto element) {
+    const Job job{*m_input, *m_output, m_sampleFactor, cancel};
+    return onElements(job, image::VoxelTypes{}, [&](auto element) {
         using T = typename decltype(element)::type;
-        return hasUsableFactors(m_sampleFactor) && maximum<T>({*m_input, *m_output, m_sampleFactor, cancel});
+        return createBlockOutput(job) && maximum<T>(job);
     });
 }

@@ -146,35 +146,37 @@ ArvoImage3D boxes(const math::Ivec3& size, image::DataType type, std::uint64_t s
 
 TEST(ArvoImageConeBeamNoiseEraser, AgreesWithTheDefinition)
 {
+    struct Setting {
+        int radius, threshold;
+    };
     std::size_t erased = 0, kept = 0;
+    const auto check = [&](const math::Ivec3& size, image::DataType type, const Setting& s) {
+        ArvoImage3D in = boxes(size, type, 7, s.threshold), out = randomVolume(size, type, 9);
+        ArvoImage3D expected = copyOf(in), original = copyOf(in);
+        image::withElementType(type, image::IntegerTypes{}, nullptr, [&](auto element) {
+            using T = typename decltype(element)::type;
+            eraseByDefinition<T>(expected, s.radius, s.threshold);
+            for (std::size_t i = 0; i < voxels<T>(in).size(); ++i) {
+                if (voxels<T>(in)[i] > s.threshold)
+                    ++(voxels<T>(expected)[i] == voxels<T>(in)[i] ? kept : erased);
+            }
+        });
+        EXPECT_TRUE(erase(in, out, s.radius, s.threshold));
+        EXPECT_TRUE(sameBits(expected, out))
+            << describe(size, type, 7) << ", " << s.threshold << ", " << s.radius;
+        EXPECT_TRUE(sameBits(original, in));
+        EXPECT_TRUE(erase(in, in, s.radius, s.threshold));
+        EXPECT_TRUE(sameBits(expected, in));
+    };
     for (const math::Ivec3& size : {math::Ivec3(31, 25, 9), math::Ivec3(19, 21, 104), math::Ivec3(17, 16, 51),
                                     math::Ivec3(3, 50, 4), math::Ivec3(1, 1, 1)}) {
         for (const image::DataType type : {image::UInt16, image::Int16, image::UInt8, image::Binary}) {
-            for (const int threshold : {276, 120, -5}) {
-                for (const int radius : {1, 5, 40}) {
-                    ArvoImage3D in = boxes(size, type, 7, threshold), out = randomVolume(size, type, 9);
-                    ArvoImage3D expected = copyOf(in), original = copyOf(in);
-                    image::withElementType(type, image::IntegerTypes{}, nullptr, [&](auto element) {
-                        using T = typename decltype(element)::type;
-                        eraseByDefinition<T>(expected, radius, threshold);
-                        for (std::size_t i = 0; i < voxels<T>(in).size(); ++i) {
-                            const bool isBright = voxels<T>(in)[i] > threshold;
-                            erased += isBright && voxels<T>(expected)[i] != voxels<T>(in)[i];
-                            kept += isBright && voxels<T>(expected)[i] == voxels<T>(in)[i];
-                        }
-                    });
-                    EXPECT_TRUE(erase(in, out, radius, threshold));
-                    EXPECT_TRUE(sameBits(expected, out))
-                        << describe(size, type, 7) << ", " << threshold << ", " << radius;
-                    EXPECT_TRUE(sameBits(original, in));
-                    EXPECT_TRUE(erase(in, in, radius, threshold));
-                    EXPECT_TRUE(sameBits(expected, in));
-                }
-            }
+            for (const Setting& s : {Setting{1, 120}, {5, 276}, {8, 120}, {40, -5}})
+                check(size, type, s);
         }
     }
-    EXPECT_GT(erased, 5000u);
-    EXPECT_GT(kept, 5000u);
+    EXPECT_GT(erased, 2000u);
+    EXPECT_GT(kept, 2000u);
 }
 
 TEST(ArvoImageConeBeamNoiseEraser, WithoutARadiusItCopies)
