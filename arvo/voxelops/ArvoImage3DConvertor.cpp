@@ -6,6 +6,8 @@
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/platform/utility/VectorClones.h"
 
+#include <cmath>
+
 namespace {
 
 using Targets = image::TypeSet<image::Int16, image::Float32>;
@@ -13,13 +15,15 @@ using Sources =
     image::TypeSet<image::UInt16, image::Int16, image::UInt8, image::Binary, image::Float32, image::Int32>;
 
 /// Rounds halves away from zero; what no 32-bit integer holds, NaN included, gives -2147483648.
+///
+/// Adding the largest float below a half and truncating is roundf for every float: the sum of x.5 and it rounds up to the
+/// next integer, that of anything less does not reach it. Unlike roundf, it vectorises.
 ARVO_KERNEL std::int32_t roundToInt32(float value)
 {
     constexpr float LIMIT = 2147483648.0f;
+    constexpr float ALMOST_HALF = 0.49999997f;
     const float inRange = value >= -LIMIT && value < LIMIT ? value : -LIMIT;
-    const auto truncated = static_cast<std::int32_t>(inRange);
-    const float fraction = inRange - static_cast<float>(truncated); // exact
-    return truncated + (fraction >= 0.5f ? 1 : 0) - (fraction <= -0.5f ? 1 : 0);
+    return static_cast<std::int32_t>(inRange + std::copysign(ALMOST_HALF, inRange));
 }
 
 template <class From> ARVO_KERNEL std::uint32_t product(From value, int factor)

@@ -7,6 +7,7 @@
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -49,31 +50,38 @@ template <class T> struct Window {
     double scale;
     T outside;
 
-    ARVO_KERNEL double mapped(T v) const { return (v - lowIn) * scale + lowOut; }
+    ARVO_KERNEL double mapped(int v) const { return (v - lowIn) * scale + lowOut; }
+    ARVO_KERNEL bool holds(T v) const { return (v >= low) & (v <= high); }
 };
 
-/// `AlwaysFits`: no voxel of the window is mapped beyond 32-bit integers, so that the conversion needs no test.
+/// In three loops over a short block, each of which stays in vectors of its own width: as one loop over elements of 1, 4
+/// and 8 bytes it takes three times as long.
+///
+/// `AlwaysFits`: no voxel at all is mapped beyond 32-bit integers, so that the conversion needs no test.
 template <bool AlwaysFits, class T>
 ARVO_VECTOR_CLONES void rescaleRun(T* voxels, std::ptrdiff_t count, const Window<T> window)
 {
-    for (std::ptrdiff_t i = 0; i < count; ++i) {
-        const T v = voxels[i];
-        const double mapped = window.mapped(v);
-        const bool isInside = (v >= window.low) & (v <= window.high);
-        if constexpr (AlwaysFits)
-            voxels[i] = isInside ? static_cast<T>(static_cast<std::int32_t>(isInside ? mapped : 0.0))
-                                 : window.outside;
-        else
-            voxels[i] = isInside ? image::toVoxel<T>(mapped) : window.outside;
+    constexpr std::ptrdiff_t BLOCK = 512;
+    std::int32_t mapped[BLOCK];
+    for (std::ptrdiff_t begin = 0; begin < count; begin += BLOCK) {
+        T* block = voxels + begin;
+        const std::ptrdiff_t size = std::min(BLOCK, count - begin);
+        for (std::ptrdiff_t i = 0; i < size; ++i)
+            mapped[i] = block[i];
+        for (std::ptrdiff_t i = 0; i < size; ++i) {
+            const double value = window.mapped(mapped[i]);
+            mapped[i] = AlwaysFits ? static_cast<std::int32_t>(value) : image::truncateToInt32(value);
+        }
+        for (std::ptrdiff_t i = 0; i < size; ++i)
+            block[i] = window.holds(block[i]) ? static_cast<T>(mapped[i]) : window.outside;
     }
 }
 
 template <class T> void rescale(T* voxels, std::ptrdiff_t count, const Window<T>& window)
 {
-    constexpr double LIMIT = 2147483648.0;
-    const auto fits = [](double mapped) { return mapped > -LIMIT && mapped < LIMIT; };
-    if (fits(window.mapped(window.low)) &&
-        fits(window.mapped(window.high))) // the map is monotonic: its ends tell
+    using Limits = std::numeric_limits<T>;
+    const auto fits = [&](int v) { return std::abs(window.mapped(v)) < 2147483648.0; };
+    if (fits(Limits::lowest()) && fits(Limits::max())) // the map is monotonic: its ends tell
         rescaleRun<true>(voxels, count, window);
     else
         rescaleRun<false>(voxels, count, window);
