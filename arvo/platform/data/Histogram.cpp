@@ -21,10 +21,11 @@ void countInto(std::vector<Counts>& table, const char* data, std::size_t count)
     constexpr std::size_t LANES = std::tuple_size_v<Counts>;
     const T* values = reinterpret_cast<const T*>(data);
     Counts* zero = table.data() - TABLE_FIRST;
+    constexpr std::size_t STEP = 4 * LANES;
     std::size_t i = 0;
-    for (; i + LANES <= count; i += LANES) {
-        for (std::size_t lane = 0; lane < LANES; ++lane)
-            ++zero[values[i + lane]][lane];
+    for (; i + STEP <= count; i += STEP) {
+        for (std::size_t k = 0; k < STEP; ++k)
+            ++zero[values[i + k]][k % LANES];
     }
     for (; i < count; ++i)
         ++zero[values[i]][0];

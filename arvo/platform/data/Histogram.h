@@ -30,12 +30,12 @@ public:
     QMap<int, int> getHistogram() const;
 
 private:
+    using Counts = std::array<std::int64_t, 2>; // to be added up; see addData
+
     void addValue(std::int32_t value);
 
     bool m_isCumulative;
     int m_binWidth;
-    using Counts = std::array<std::int64_t, 2>; // to be added up; see addData
-
     std::vector<Counts> m_table; // every value of the 16-bit types; made by the first sample
     std::map<int, std::int64_t> m_others;
 };
