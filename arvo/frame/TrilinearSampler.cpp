@@ -70,9 +70,13 @@ TrilinearSampler<T>::TrilinearSampler(const ArvoImage3D& volume)
         m_sample = sampleOneByOne<T>;
 }
 
-template class TrilinearSampler<unsigned char>;
-template class TrilinearSampler<short>;
-template class TrilinearSampler<unsigned short>;
-template class TrilinearSampler<float>;
+#define ARVO_INSTANTIATE(T)                                                                                  \
+    template class TrilinearSampler<T>;                                                                      \
+    template void sampleOneByOne(const VolumeView<const T>&, const SamplePositions&, float*)
+
+ARVO_INSTANTIATE(unsigned char);
+ARVO_INSTANTIATE(short);
+ARVO_INSTANTIATE(unsigned short);
+ARVO_INSTANTIATE(float);
 
 } // namespace frame
