@@ -15,15 +15,20 @@ constexpr int COUNT = RayBlock::COUNT;
 /// arrays.
 template <class Project> void forEachBlock(const ProjectionBand& band, RayEnd rayEnd, Project&& project)
 {
-    for (int row = 0; row < band.rows; ++row) {
-        for (int column = 0; column < band.width; column += COUNT) {
+    for (int row = 0; row < band.rows; row += RayBlock::ROWS) {
+        for (int column = 0; column < band.width; column += RayBlock::COLUMNS) {
             RayBlock rays(band, column, row, rayEnd);
             float results[COUNT];
             float depths[COUNT];
             project(rays, results, depths);
-            std::copy_n(results, rays.used, band.result + band.pixel(column, row));
-            if (band.depth)
-                std::copy_n(depths, rays.used, band.depth + band.pixel(column, row));
+            const int columns = std::min(RayBlock::COLUMNS, band.width - column);
+            const int rows = std::min(RayBlock::ROWS, band.rows - row);
+            for (int k = 0; k < rows; ++k) {
+                const std::ptrdiff_t pixel = band.pixel(column, row + k);
+                std::copy_n(results + k * RayBlock::COLUMNS, columns, band.result + pixel);
+                if (band.depth)
+                    std::copy_n(depths + k * RayBlock::COLUMNS, columns, band.depth + pixel);
+            }
         }
     }
 }

@@ -51,11 +51,14 @@ RayBlock::RayBlock(const ProjectionBand& band, int column, int row, RayEnd rayEn
       end{},
       limit{},
       active{},
-      hasSlab{},
-      used(std::min(COUNT, band.width - column))
+      hasSlab{}
 {
-    for (int i = 0; i < used; ++i) {
-        aim(i, band, column + i, row, rayEnd);
+    for (int i = 0; i < COUNT; ++i) {
+        const int c = column + i % COLUMNS;
+        const int r = row + i / COLUMNS;
+        if (c >= band.width || r >= band.rows)
+            continue;
+        aim(i, band, c, r, rayEnd);
         isAnyActive = isAnyActive || active[i];
     }
 }

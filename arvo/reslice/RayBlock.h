@@ -11,12 +11,15 @@ namespace reslice {
 /// Which samples of a ray count: those at parameters t < end, t <= end, or t <= end - 1.
 enum class RayEnd { Before, At, OneBefore };
 
-/// The rays of a few neighbouring pixels of a row, sampled in step: one sample of each, then all advance.
+/// The rays of a small block of pixels, sampled in step: one sample of each, then all advance. A block of two rows
+/// keeps the rays together, which touches fewer cache lines a step than a run of one row.
 ///
 /// A ray that misses the volume, or whose slab is empty, is never active. Rays that have ended stay at their last
 /// sample, so that positions stay inside the volume.
 struct alignas(64) RayBlock {
     static constexpr int COUNT = frame::SamplePositions::COUNT;
+    static constexpr int ROWS = 2;
+    static constexpr int COLUMNS = COUNT / ROWS; ///< ray i is that of column i % COLUMNS, row i / COLUMNS
 
     frame::SamplePositions position; ///< where to sample
     frame::SamplePositions step;
@@ -26,11 +29,10 @@ struct alignas(64) RayBlock {
     std::int32_t limit[COUNT];   ///< number of samples that no ray goes beyond
     std::int32_t active[COUNT];  ///< whether the sample at `position` counts
     std::int32_t hasSlab[COUNT]; ///< whether the ray meets the volume within the slab
-    int used;                    ///< rays that belong to a pixel
     int sampleCount = 0;         ///< samples each ray has behind it, as far as it went
     bool isAnyActive = false;
 
-    /// The rays of the pixels [column, column + COUNT) of a row of the band, as far as there are any.
+    /// The rays of the block of pixels that begins there, as far as it lies in the band.
     RayBlock(const ProjectionBand& band, int column, int row, RayEnd rayEnd);
 
     /// Moves every ray to its next sample; false when none has one.
