@@ -37,8 +37,8 @@ bool isPossible(const ArvoImage3D& in, const ArvoImage3D& out, const Stencil& st
     return true;
 }
 
-/// Spreads, slice by slice, what read(bytes of an input slice, bits) sets, and calls write(bits, z) with the result of
-/// every slice. Slices are read up to `radius` ahead of the one written and never afterwards.
+/// Spreads, slice by slice, what read(bytes of an input slice, bits) sets, and calls write(bits, z) with the
+/// result of every slice. Slices are read up to `radius` ahead of the one written and never afterwards.
 template <class Read, class Write>
 void spread(const ArvoImage3D& in, const Stencil& stencil, Read&& read, Write&& write)
 {

@@ -8,9 +8,9 @@ namespace binary {
 
 /// One axial slice with a bit a voxel, 64 voxels a word: what lets a stencil work on whole words.
 ///
-/// Bit j of word i of a row is voxel 64 * i + j. Each row ends with a word that is always 0, and one more stands before
-/// the first row, so that bits shifted out of a row meet zeros and a shift may run over all rows in one loop. The bits
-/// between the width and the end of the last word of a row mean nothing.
+/// Bit j of word i of a row is voxel 64 * i + j. Each row ends with a word that is always 0, and one more
+/// stands before the first row, so that bits shifted out of a row meet zeros and a shift may run over all
+/// rows in one loop. The bits between the width and the end of the last word of a row mean nothing.
 class BitSlice {
 public:
     using Word = std::uint64_t;
@@ -27,7 +27,8 @@ public:
     /// Makes this `other` dilated along x by `reach` voxels to both sides, 1 <= reach <= LARGEST_REACH.
     void widen(const BitSlice& other, int reach);
 
-    /// Adds the bits of `other`, carried `rows` rows along +y; what leaves the slice is dropped. |rows| < height.
+    /// Adds the bits of `other`, carried `rows` rows along +y; what leaves the slice is dropped. |rows| <
+    /// height.
     void add(const BitSlice& other, std::ptrdiff_t rows);
     void assign(const BitSlice& other) { m_words = other.m_words; }
 

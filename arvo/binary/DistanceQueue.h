@@ -8,10 +8,12 @@
 
 namespace binary {
 
-/// A queue of voxels: the one with the greatest distance first, among equal distances the one that came first.
+/// A queue of voxels: the one with the greatest distance first, among equal distances the one that came
+/// first.
 ///
-/// One chain of blocks per distance, so that pushing and taking cost the same however many wait. Memory is 8 bytes for
-/// each waiting voxel, rounded up to blocks; emptied blocks are used again. Out of memory: std::bad_alloc.
+/// One chain of blocks per distance, so that pushing and taking cost the same however many wait. Memory is 8
+/// bytes for each waiting voxel, rounded up to blocks; emptied blocks are used again. Out of memory:
+/// std::bad_alloc.
 class DistanceQueue {
 public:
     using Voxel = std::uint64_t;

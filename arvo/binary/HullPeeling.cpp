@@ -14,8 +14,9 @@ namespace {
 
 constexpr int CELLS_PER_BYTE = 4;
 
-/// The states of a 3 x 3 x 3 block, two bits each: voxel (dx, dy, dz), each -1, 0 or 1, has bits 2 * number and
-/// 2 * number + 1, with number = (dz + 1) * 9 + (dy + 1) * 3 + dx + 1. Sets of its voxels use the lower bits.
+/// The states of a 3 x 3 x 3 block, two bits each: voxel (dx, dy, dz), each -1, 0 or 1, has bits 2 * number
+/// and 2 * number + 1, with number = (dz + 1) * 9 + (dy + 1) * 3 + dx + 1. Sets of its voxels use the lower
+/// bits.
 using Block = std::uint64_t;
 
 constexpr Block setOf(bool (*holds)(int dx, int dy, int dz))
@@ -36,8 +37,8 @@ constexpr Block NOT_LAST_X = setOf([](int dx, int, int) { return dx != 1; });
 constexpr Block NOT_FIRST_Y = setOf([](int, int dy, int) { return dy != -1; });
 constexpr Block NOT_LAST_Y = setOf([](int, int dy, int) { return dy != 1; });
 
-/// Whether the background among the 26 neighbours is one piece by faces; so is a single voxel, and so counts, whatever
-/// the pieces, background that leaves out one neighbour at most.
+/// Whether there is background among the 26 neighbours and it is one piece by faces. All of them, or all but
+/// one, always are.
 ARVO_KERNEL bool isOnePiece(Block background)
 {
     const Block foreground = NEIGHBOURS & ~background;

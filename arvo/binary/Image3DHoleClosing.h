@@ -10,21 +10,22 @@ class ArvoImage3D;
 
 /// Closes the tunnels and cavities of an object: the object and the voxels that seal its holes.
 ///
-/// Starts from the object's bounding box, filled, which has no hole, and peels voxels off it from the outside inwards,
-/// those furthest from the object first (by Image3DDistanceMap; among equals, those that came to wait first). A voxel is
-/// peeled only when the background among its 26 neighbours is one piece by faces, or all of it but one neighbour, or a
-/// single neighbour. Where that fails the voxel stays, unless a neighbour is peeled later, when it is tested anew.
+/// Starts from the object's bounding box, filled, which has no hole, and peels voxels off it from the outside
+/// inwards, those furthest from the object first (by Image3DDistanceMap; among equals, those that came to
+/// wait first). A voxel is peeled only when there is background among its 26 neighbours and it is one piece
+/// by faces. Where that fails the voxel stays, unless a neighbour is peeled later, when it is tested anew.
 ///
-/// Input: a mask of type Binary, not owned. Result: a new Binary volume of the same geometry, 0 or 1. The box and the
-/// hull are found from bytes that are above 0 as signed values; a byte of 255 inside the box is peeled from the start.
-/// An object without holes comes back as it is wherever the hull can be peeled down to it.
+/// Input: a mask of type Binary, not owned. Result: a new Binary volume of the same geometry, 0 or 1. The box
+/// and the hull are found from bytes that are above 0 as signed values; a byte of 255 inside the box is
+/// peeled from the start.
 ///
-/// No warnings. Runs on the calling thread; the cancel flag is looked at between the stages and before each voxel that
-/// is tested. A run that failed or was cancelled leaves no result. Progress advances from the first stage to the last
-/// voxel. O(n) time for n voxels. Memory: 3 bytes per voxel for a bordered copy and its distance map, both gone before
-/// the peeling; 4 bits per voxel for states and distances modulo 4, and 8 bytes for each waiting voxel.
-/// After Z. Aktouf, G. Bertrand, L. Perroton, "A three-dimensional holes closing algorithm", Pattern Recognition
-/// Letters 23, 2002; the test of a voxel is simpler here.
+/// No warnings. Runs on the calling thread; the cancel flag is looked at between the stages and before each
+/// voxel that is tested. A run that failed or was cancelled leaves no result. Progress advances from the
+/// first stage to the last voxel. O(n) time for n voxels. Memory: 3 bytes per voxel for a bordered copy and
+/// its distance map, both gone before the peeling; 4 bits per voxel for states and distances modulo 4, and 8
+/// bytes for each waiting voxel.
+/// After Z. Aktouf, G. Bertrand, L. Perroton, "A three-dimensional holes closing algorithm", Pattern
+/// Recognition Letters 23, 2002; the test of a voxel is simpler here.
 class ARVO_VOLUME_EXPORT Image3DHoleClosing : public Calculation {
 public:
     static constexpr unsigned char VOXEL_BACKGROUND = 0;         ///< outside the hull, or peeled off
@@ -49,8 +50,9 @@ public:
     /// Hands the result over to the caller; null when there is none.
     ArvoImage3D* takeClosedImage();
 
-    /// A zeroed Binary volume of the input's geometry, or null. The caller owns it, as the results of those below, which
-    /// are null for a missing volume, one of other than byte elements and one that cannot be made.
+    /// A zeroed Binary volume of the input's geometry, or null. The caller owns it, as the results of those
+    /// below, which are null for a missing volume, one of other than byte elements and one that cannot be
+    /// made.
     ArvoImage3D* createEmptyOutputImage();
     /// A Binary copy with a border of one zero voxel on every side.
     static ArvoImage3D* createImageWithExtendedBorder(ArvoImage3D* image);

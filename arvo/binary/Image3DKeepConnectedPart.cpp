@@ -176,7 +176,8 @@ bool Image3DKeepConnectedPart::selectPartContainingReferencePoint(const Labelled
     return true;
 }
 
-/// The first of the nearest object voxels, searched from the second voxel on; the first voxel when there is none.
+/// The first of the nearest object voxels, searched from the second voxel on; the first voxel when there is
+/// none.
 utility::Optional<math::Ivec3>
 Image3DKeepConnectedPart::findNearestVoxel(const math::Ivec3& point, const std::atomic<bool>& cancel) const
 {

@@ -18,21 +18,24 @@ class LabelledRuns;
 
 /// Reduces a mask to some of its connected parts: the large ones, or the one at a reference point.
 ///
-/// Mask: one byte a voxel, any non-zero byte is object; not owned, only read. Result: a new Binary volume of the same
-/// geometry, 1 on the parts that are kept, else 0.
-///   - Large parts: those of at least tolerance x the number of voxels of the largest, in single precision and truncated;
-///     without a tolerance, those of at least 6000 voxels, which may be none. The background counts as a part of 0
-///     voxels: with a limit of 0 or less it is kept as well, and the result is 1 everywhere.
-///   - The part at the reference point, or if the point lies in the background the part with the nearest voxel by
-///     Image3DDistanceMap from the point, of equally near voxels the first in the order of the voxels. The very first
-///     voxel of the volume is not looked at. Such a search fails for volumes thinner than 3 voxels.
+/// Mask: one byte a voxel, any non-zero byte is object; not owned, only read. Result: a new Binary volume of
+/// the same geometry, 1 on the parts that are kept, else 0.
+///   - Large parts: those of at least tolerance x the number of voxels of the largest, in single precision
+///     and truncated; without a tolerance, those of at least 6000 voxels, which may be none. The background
+///     counts as a part of 0 voxels: with a limit of 0 or less it is kept as well, and the result is 1
+///     everywhere.
+///   - The part at the reference point, or if the point lies in the background the part with the nearest
+///     voxel by Image3DDistanceMap from the point, of equally near voxels the first in the order of the
+///     voxels. The very first voxel of the volume is not looked at. Such a search fails for volumes thinner
+///     than 3 voxels.
 ///
-/// A mask without object, or a failed search, fails silently without a result. A reference point outside the volume
-/// (where it is used), a volume that is not valid, not of byte elements or has changed its size: one warning, failure.
-/// Runs on the calling thread. A cancel flag raised while parts are counted, chosen or written fails the run; one that is
-/// noticed between these steps stops it with the success of the step before. Neither leaves a result, so that callers
-/// look for the result as well. Progress advances by steps. O(n) time for n voxels; besides the result 2 bytes for each
-/// run of object voxels, and for a search one mask and one distance map.
+/// A mask without object, or a failed search, fails silently without a result. A reference point outside the
+/// volume (where it is used), a volume that is not valid, not of byte elements or has changed its size: one
+/// warning, failure. Runs on the calling thread. A cancel flag raised while parts are counted, chosen or
+/// written fails the run; one that is noticed between these steps stops it with the success of the step
+/// before. Neither leaves a result, so that callers look for the result as well. Progress advances by steps.
+/// O(n) time for n voxels; besides the result 2 bytes for each run of object voxels, and for a search one
+/// mask and one distance map.
 class ARVO_VOLUME_EXPORT Image3DKeepConnectedPart : public Calculation {
 public:
     /// Any value but KEEP_LARGEST_PARTS keeps the part at the reference point.

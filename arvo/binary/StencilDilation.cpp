@@ -73,7 +73,7 @@ void StencilDilation::widenToAllLengths(const BitSlice& source)
         if (m_lengths[level] == 0)
             result.assign(source);
         while (reached < m_lengths[level]) {
-            // At the ends of a row only half of what was reached is there: a longer step would leave gaps beside it.
+            // At the ends of a row only half of what was reached is there: a longer step would leave gaps.
             const int step = std::min({m_lengths[level] - reached, reached + 1, BitSlice::LARGEST_REACH});
             reached += step;
             BitSlice& next = reached == m_lengths[level] ? result : m_steps[widest == &m_steps[0] ? 1 : 0];

@@ -10,17 +10,18 @@ namespace binary {
 
 /// Dilates a volume by a stencil, one slice of bits after the other.
 ///
-/// Every row of flags of a stencil is a centred interval, the same for (ky, kz) mirrored at the centre. So each source
-/// slice is widened once per distinct row length; the widened slices, carried along y, make the cross-sections of the
-/// stencil; and each cross-section is added to the two result slices that it reaches.
+/// Every row of flags of a stencil is a centred interval, the same for (ky, kz) mirrored at the centre. So
+/// each source slice is widened once per distinct row length; the widened slices, carried along y, make the
+/// cross-sections of the stencil; and each cross-section is added to the two result slices that it reaches.
 class StencilDilation {
 public:
     StencilDilation(const ArvoImageBinaryMorphologicalOperations::Stencil& stencil, const math::Ivec3& size);
 
-    /// Adds what the source slice z contributes to slices z - radius .. z + radius. Slices come in ascending order.
+    /// Adds what the source slice z contributes to slices z - radius .. z + radius. Slices come in ascending
+    /// order.
     void scatter(const BitSlice& source, int z);
-    /// The finished result slice z, valid until the next scatter. Slices go in ascending order, each once, z as soon
-    /// as source slice z + radius, or the last one, was added.
+    /// The finished result slice z, valid until the next scatter. Slices go in ascending order, each once, z
+    /// as soon as source slice z + radius, or the last one, was added.
     const BitSlice& take(int z);
 
 private:
