@@ -47,10 +47,15 @@ class ARVO_VOLUME_EXPORT ArvoImageBinaryMorphologicalOperations::Stencil {
 public:
     /// No flags, side 0, radius 0: operations take it as radius 0.
     Stencil() noexcept;
+    /// `other` is empty afterwards.
+    /// @{
     Stencil(Stencil&& other) noexcept;
     Stencil& operator=(Stencil&& other) noexcept;
+    /// @}
     ~Stencil();
 
+    /// As the functions of the same names above.
+    /// @{
     static Stencil cube(std::size_t radius) { return ArvoImageBinaryMorphologicalOperations::cube(radius); }
     static Stencil sphere(std::size_t radius)
     {
@@ -60,7 +65,9 @@ public:
     {
         return ArvoImageBinaryMorphologicalOperations::cardinalAxes(radius);
     }
+    /// @}
 
+    /// The reach along each axis in voxels.
     std::size_t radius() const { return m_radius; }
     /// 2 * radius + 1, or 0 when empty.
     std::size_t side() const { return m_side; }

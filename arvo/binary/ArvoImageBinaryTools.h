@@ -22,14 +22,20 @@ public:
     enum LABEL_TYPE : int { LABEL_DIAGONAL = 0, LABEL_STRAIGHT = 1 };
 
     ArvoImageBinaryTools();
+    /// The copy works on the same two volumes.
+    /// @{
     ArvoImageBinaryTools(const ArvoImageBinaryTools&);
     ArvoImageBinaryTools& operator=(const ArvoImageBinaryTools&);
+    /// @}
     virtual ~ArvoImageBinaryTools();
 
+    /// The volumes that the member operations read and write; not owned.
+    /// @{
     void setInput(ArvoImage3D* input) { m_input = input; }
     void setOutput(ArvoImage3D* output) { m_output = output; }
     ArvoImage3D* input() const { return m_input; }
     ArvoImage3D* output() const { return m_output; }
+    /// @}
 
     /// Labels the connected parts of the input, a mask of one byte a voxel, in the output, a 16-bit volume of its size.
     ///
@@ -78,8 +84,10 @@ public:
     /// Every non-zero byte is object. The output, of one byte a voxel, may be the input. Parts past the limit of label()
     /// count as one. Missing volumes, other widths, different sizes or a slice outside: one warning, 0, output untouched.
     /// O(n) time; besides the volumes, the runs as in label().
+    /// @{
     int keepAllConnectedToSlice(int slice);
     int keepAllConnectedToSlice(int slice, int minVolume);
+    /// @}
 
     /// Erodes every axial slice of the input on its own by a disc: a voxel becomes 0 when a zero voxel of its slice
     /// lies within the disc around it, otherwise it keeps its value.
@@ -106,8 +114,10 @@ public:
     void edgeDetection();
 
     /// The static thresholdFilter from the input into the output. False, silently, when one of them is missing.
+    /// @{
     bool thresholdFilter(int threshold, bool strict);
     bool thresholdFilter(float threshold, bool strict);
+    /// @}
 
     /// out = 1 where the voxel of `in` is above the threshold (`strict`) or at least the threshold, else 0.
     ///

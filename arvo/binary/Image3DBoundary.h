@@ -25,8 +25,10 @@ class ARVO_VOLUME_EXPORT Image3DBoundary : public Calculation {
 public:
     Image3DBoundary();
     /// A copy takes over the input; the result stays with the original.
+    /// @{
     Image3DBoundary(const Image3DBoundary& other);
     Image3DBoundary& operator=(const Image3DBoundary& other);
+    /// @}
     ~Image3DBoundary() override;
 
     /// Ignored, so that the previous input stays, unless the image can be an input.

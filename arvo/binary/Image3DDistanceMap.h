@@ -32,10 +32,13 @@ public:
     /// The distance of a voxel that nothing reaches: one below the largest short, so that adding a step still fits.
     static constexpr short infinity = 32766;
 
+    /// A map of that type, without an input.
     explicit Image3DDistanceMap(DISTANCE_TYPE type);
     /// A copy takes over the type and the input; the result stays with the original.
+    /// @{
     Image3DDistanceMap(const Image3DDistanceMap& other);
     Image3DDistanceMap& operator=(const Image3DDistanceMap& other);
+    /// @}
     ~Image3DDistanceMap() override;
 
     /// Ignored, so that the previous input stays, unless the image can be an input.

@@ -30,13 +30,15 @@ class ARVO_VOLUME_EXPORT Image3DHoleClosing : public Calculation {
 public:
     static constexpr unsigned char VOXEL_BACKGROUND = 0;         ///< outside the hull, or peeled off
     static constexpr unsigned char VOXEL_WORKING_DIFFERENCE = 1; ///< in the hull, not object
-    static constexpr unsigned char VOXEL_OBJECT = 2;
-    static constexpr unsigned char VOXEL_IN_QUEUE = 3; ///< waiting to be tested
+    static constexpr unsigned char VOXEL_OBJECT = 2;             ///< object of the mask
+    static constexpr unsigned char VOXEL_IN_QUEUE = 3;           ///< waiting to be tested
 
     Image3DHoleClosing();
     /// A copy takes over the input; the result stays with the original.
+    /// @{
     Image3DHoleClosing(const Image3DHoleClosing& other);
     Image3DHoleClosing& operator=(const Image3DHoleClosing& other);
+    /// @}
     ~Image3DHoleClosing() override;
 
     /// Ignored, so that the previous input stays, unless the image can be an input.

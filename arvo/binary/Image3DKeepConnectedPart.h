@@ -43,12 +43,16 @@ public:
     /// Voxels touch by faces (STRAIGHT) or, with any other value, by faces, edges and corners.
     enum ConnectionDirection : int { STRAIGHT = 0, DIAGONAL = 1 };
 
+    /// Keeps a pointer to the mask, which has to outlive the run.
     Image3DKeepConnectedPart(ArvoImage3D& image, KeepStrategy strategy, ConnectionDirection direction);
     /// A copy takes over the mask and the settings; the result stays with the original.
+    /// @{
     Image3DKeepConnectedPart(const Image3DKeepConnectedPart& other);
     Image3DKeepConnectedPart& operator=(const Image3DKeepConnectedPart& other);
+    /// @}
     ~Image3DKeepConnectedPart() override;
 
+    /// The smallest part to keep, as a fraction of the largest: 0.5 for half its voxels.
     void setRelativeTolerance(float tolerance) { m_relativeTolerance = tolerance; }
     /// In voxel indices.
     void setReferencePoint(const math::Ivec3& point) { m_referencePoint = point; }

@@ -17,6 +17,7 @@ struct ClampedCrossIndex {
     float factorY; ///< weight of the difference along y
     float factorZ; ///< weight of the difference along z, as given
 
+    /// The voxel (column, row) of a slice of width x height voxels.
     ClampedCrossIndex(int column, int row, int width, int height, float weightZ)
         : x(column),
           y(row),

@@ -16,12 +16,14 @@ template <class T> class ARVO_VOLUME_EXPORT DifferentialHelper {
 public:
     /// The kernels: one voxel each. `current` is the voxel's slice, `next` the slice after it and `previous` the one
     /// before it, clamped to the volume.
+    /// @{
     static float gradientFtX(const ClampedCrossIndex& idx, const T* current, const T* next,
                              const T* previous);
     static float gradientFtY(const ClampedCrossIndex& idx, const T* current, const T* next,
                              const T* previous);
     static float gradientFtZ(const ClampedCrossIndex& idx, const T* current, const T* next,
                              const T* previous);
+    /// @}
     /// The length of the gradient: the root of gx² + gy² + gz², summed in this order in single precision.
     static float gradientNormFt(const ClampedCrossIndex& idx, const T* current, const T* next,
                                 const T* previous);
@@ -36,6 +38,7 @@ public:
     /// or when the range is empty. A raised flag stops a gradient driver after the voxel it is at (voxels before that
     /// are done, the others untouched) and the divergence after the slice it is at: false. Volumes that do not match,
     /// or a range outside them: one warning, false, nothing written.
+    /// @{
     static bool calculateGradientX(const ArvoImage3D& input, ArvoImage3D& output, int startSlice,
                                    int stopSlice, const std::atomic<bool>& cancel);
     static bool calculateGradientY(const ArvoImage3D& input, ArvoImage3D& output, int startSlice,
@@ -47,4 +50,5 @@ public:
     static bool calculateVectorFieldDivergence(const ThreeImages3D& field, ArvoImage3D& output,
                                                int startSlice, int stopSlice,
                                                const std::atomic<bool>& cancel);
+    /// @}
 };

@@ -8,6 +8,7 @@ class ARVO_VOLUME_EXPORT DirectGradientNormWorker : public SliceWorker {
     Q_OBJECT
 
 public:
+    /// Volumes and range are set as for any SliceWorker.
     explicit DirectGradientNormWorker(QObject* parent = nullptr) : SliceWorker(parent) {}
 
 protected:

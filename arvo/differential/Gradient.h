@@ -24,10 +24,13 @@ class ARVO_VOLUME_EXPORT Gradient : public SliceWorkerCalculation {
 public:
     Gradient();
     /// Copies take the settings over; a field that was not taken stays where it is.
+    /// @{
     Gradient(const Gradient& other);
     Gradient& operator=(const Gradient& other);
+    /// @}
     ~Gradient() override;
 
+    /// The volume to read; not owned.
     void setInputImage(ArvoImage3D* image) { m_inputImage = image; }
 
     /// Replaces the previous result.

@@ -24,8 +24,10 @@ class ARVO_VOLUME_EXPORT ArvoImageConeBeamNoiseEraser {
 public:
     ArvoImageConeBeamNoiseEraser();
     /// Copies the settings; every eraser has a progress object of its own.
+    /// @{
     ArvoImageConeBeamNoiseEraser(const ArvoImageConeBeamNoiseEraser& other);
     ArvoImageConeBeamNoiseEraser& operator=(const ArvoImageConeBeamNoiseEraser& other);
+    /// @}
     virtual ~ArvoImageConeBeamNoiseEraser();
 
     /// The margin in voxels between the disc and the nearer edges of the axial plane. At 0, the default, or less nothing
@@ -33,9 +35,12 @@ public:
     void setRadius(int radius) { m_radius = radius; }
     /// Default 276.
     void setBoneThreshold(int threshold) { m_boneThreshold = threshold; }
+    /// The volumes to read and to write; not owned.
+    /// @{
     void setInput(ArvoImage3D* input) { m_input = input; }
     void setOutput(ArvoImage3D* output) { m_output = output; }
     ArvoImage3D* output() const { return m_output; }
+    /// @}
 
     /// Advances by one for each whole block of 50 slices and once at the end. Owned by the eraser.
     ThreadProgress* progress() const { return m_progress.get(); }

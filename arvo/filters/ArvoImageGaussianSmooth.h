@@ -23,14 +23,20 @@ class ArvoImage3D;
 class ARVO_VOLUME_EXPORT ArvoImageGaussianSmooth {
 public:
     ArvoImageGaussianSmooth();
+    /// The copy has the settings and works on the same two volumes.
+    /// @{
     ArvoImageGaussianSmooth(const ArvoImageGaussianSmooth&);
     ArvoImageGaussianSmooth& operator=(const ArvoImageGaussianSmooth&);
+    /// @}
     virtual ~ArvoImageGaussianSmooth();
 
+    /// The volumes to read and to write; not owned.
+    /// @{
     void setInput(const ArvoImage3D* input) { m_input = input; }
     void setOutput(ArvoImage3D* output) { m_output = output; }
     const ArvoImage3D* input() const { return m_input; }
     ArvoImage3D* output() const { return m_output; }
+    /// @}
 
     /// Default (3, 3, 3).
     void setRadius(const math::Ivec3& radius) { m_radius = radius; }
@@ -51,8 +57,11 @@ public:
     bool executeDeprecated(const std::atomic<bool>& cancel);
 
 protected:
+    /// What execute and executeDeprecated do between two given volumes.
+    /// @{
     bool doBlurring(const ArvoImage3D* in, ArvoImage3D* out, const std::atomic<bool>& cancel);
     bool doLegacyBlurring(const ArvoImage3D* in, ArvoImage3D* out, const std::atomic<bool>& cancel);
+    /// @}
 
 private:
     math::Ivec3 m_radius{3, 3, 3};

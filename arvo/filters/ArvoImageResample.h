@@ -23,14 +23,21 @@ class ArvoImage3D;
 class ARVO_VOLUME_EXPORT ArvoImageResample {
 public:
     ArvoImageResample();
+    /// The copy works on the same two volumes.
+    /// @{
     ArvoImageResample(const ArvoImageResample&);
     ArvoImageResample& operator=(const ArvoImageResample&);
+    /// @}
     virtual ~ArvoImageResample();
 
+    /// The volumes to read and to fill; not owned.
+    /// @{
     void setInput(ArvoImage3D* input) { m_input = input; }
     void setOutput(ArvoImage3D* output) { m_output = output; }
     ArvoImage3D* output() const { return m_output; }
+    /// @}
 
+    /// Resamples; see above for the result.
     bool execute();
 
 private:

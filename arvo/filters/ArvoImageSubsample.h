@@ -26,6 +26,7 @@ class ArvoImage3D;
 /// slices so far stay and the result is false. O(n) time for n voxels, one row of memory.
 class ARVO_VOLUME_EXPORT ArvoImageSubsample {
 public:
+    /// How a block of voxels becomes one.
     enum SubsampleMethod : int {
         Fast = 0, ///< the first voxel of the block
         Average =
@@ -38,15 +39,22 @@ public:
     };
 
     ArvoImageSubsample();
+    /// The copy has the factors and works on the same two volumes.
+    /// @{
     ArvoImageSubsample(const ArvoImageSubsample&);
     ArvoImageSubsample& operator=(const ArvoImageSubsample&);
+    /// @}
     virtual ~ArvoImageSubsample();
 
+    /// The volumes to read and to make anew; not owned.
+    /// @{
     void setInput(const ArvoImage3D* input) { m_input = input; }
     void setOutput(ArvoImage3D* output) { m_output = output; }
+    /// @}
     /// At least 1 on each axis, which is the default.
     void setSampleFactor(int x, int y, int z) { m_sampleFactor = math::Ivec3(x, y, z); }
 
+    /// Shrinks; see above for the result. The factors and the volumes stay set.
     bool execute(SubsampleMethod method, const std::atomic<bool>& cancel);
 
 private:

@@ -15,6 +15,7 @@ class ARVO_VOLUME_EXPORT SliceWorker : public QThread {
     Q_OBJECT
 
 public:
+    /// A worker without images or range; started by startWithCancel().
     explicit SliceWorker(QObject* parent = nullptr);
     ~SliceWorker() override;
 
@@ -36,14 +37,20 @@ protected:
     /// Processes the range. Returning without a call of succeeded() is a failure; an empty range succeeds.
     virtual void processSlices() = 0;
 
+    /// What setImages() and setWork() were given. An image that was not set must not be asked for.
+    /// @{
     ArvoImage3D& getInputImage() const { return *m_inputImage; }
     ArvoImage3D& getOutputImage() const { return *m_outputImage; }
     int getStartSlice() const { return m_startSlice; }
     int getStopSlice() const { return m_stopSlice; }
+    /// @}
     /// The flag handed over at the start; before that, or without one, a flag that is never raised.
     const std::atomic<bool>& getCancelFlag() const { return m_cancel ? *m_cancel : m_ownCancel; }
+    /// What processSlices() reports; the last call counts.
+    /// @{
     void succeeded() { m_isSuccessful = true; }
     void failed() { m_isSuccessful = false; }
+    /// @}
 
 private:
     ArvoImage3D* m_inputImage = nullptr;

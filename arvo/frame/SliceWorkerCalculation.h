@@ -17,8 +17,10 @@ class ARVO_VOLUME_EXPORT SliceWorkerCalculation : public Calculation {
 public:
     SliceWorkerCalculation();
     /// Copies share the workers, of which there are none between two runs; each is deleted once.
+    /// @{
     SliceWorkerCalculation(const SliceWorkerCalculation&);
     SliceWorkerCalculation& operator=(const SliceWorkerCalculation&);
+    /// @}
     ~SliceWorkerCalculation() override;
 
 protected:
@@ -29,6 +31,7 @@ protected:
     /// Starts every worker, waits for all without a deadline and tells whether every one of them succeeded; true
     /// without workers. A worker that fails does not stop the others.
     bool runAllWorkers(const std::atomic<bool>& cancel);
+    /// Lets go of the workers; those that no copy shares are deleted.
     void deleteAllWorkers();
 
     /// Calls add(first, last) for the inclusive slice range of each worker, in order.
@@ -41,8 +44,11 @@ protected:
         }
     }
 
+    /// The load that defineWorkLoad() found.
+    /// @{
     int getNumWorkers() const { return m_numWorkers; }
     int getNumSlicesPerWorker() const { return m_numSlicesPerWorker; }
+    /// @}
     /// The workers in order; they stay owned by the calculation.
     QList<SliceWorker*> getWorkers() const;
 

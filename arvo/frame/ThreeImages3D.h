@@ -12,8 +12,10 @@
 class ARVO_VOLUME_EXPORT ThreeImages3D {
 public:
     /// Three new float volumes of that size and voxel size; their voxels are not initialised.
+    /// @{
     ThreeImages3D(const math::Ivec3& size, const QVector3D& voxelSize);
     ThreeImages3D(const int* size, const float* voxelSize);
+    /// @}
     /// Takes ownership of the three volumes, unchecked. Each of them is deleted with the field.
     ThreeImages3D(ArvoImage3D* u, ArvoImage3D* v, ArvoImage3D* w);
     /// Full copies of the three volumes. A missing component of `other` is an invalid volume of the copy.
@@ -24,9 +26,11 @@ public:
     virtual ~ThreeImages3D();
 
     /// The component volumes, still owned by the field.
+    /// @{
     ArvoImage3D* getU() const { return m_u.get(); }
     ArvoImage3D* getV() const { return m_v.get(); }
     ArvoImage3D* getW() const { return m_w.get(); }
+    /// @}
 
     /// Whether all three volumes exist, are valid and agree in data type and size.
     bool isValid() const;

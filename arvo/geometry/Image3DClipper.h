@@ -16,6 +16,7 @@ class ARVO_VOLUME_EXPORT Image3DClipper {
 public:
     /// 16-bit, 8-bit, mask or float voxels.
     void setImageToClip(ArvoImage3D* image) { m_imageToClip = image; }
+    /// The voxels in its half space are overwritten.
     void setClipPlane(primitives::Plane* plane) { m_clipPlane = plane; }
     /// Where the volume lies with respect to the plane; the identity unless set.
     void setImageTransform(const QMatrix4x4& transform) { m_imageTransform = transform; }

@@ -17,11 +17,16 @@ class ArvoImage3D;
 class ARVO_VOLUME_EXPORT MainDirectionsCalculator {
 public:
     MainDirectionsCalculator();
+    /// Settings and results.
+    /// @{
     MainDirectionsCalculator(const MainDirectionsCalculator&);
     MainDirectionsCalculator& operator=(const MainDirectionsCalculator&);
+    /// @}
     virtual ~MainDirectionsCalculator();
 
+    /// The volume to read; not owned.
     void setImage(ArvoImage3D* image) { m_image = image; }
+    /// Voxels above it count; 0 unless set.
     void setThreshold(int threshold) { m_threshold = threshold; }
 
     /// Calculates centre and axes; on failure the previous results stay.

@@ -16,11 +16,16 @@ class ArvoImage3D;
 class ARVO_VOLUME_EXPORT MassCenterCalculator {
 public:
     MassCenterCalculator();
+    /// Settings and result.
+    /// @{
     MassCenterCalculator(const MassCenterCalculator&);
     MassCenterCalculator& operator=(const MassCenterCalculator&);
+    /// @}
     virtual ~MassCenterCalculator();
 
+    /// The volume to read; not owned.
     void setImage(ArvoImage3D* image) { m_image = image; }
+    /// Voxels above it count; 0 unless set.
     void setThreshold(int threshold) { m_threshold = threshold; }
 
     /// Calculates the centre. False, and the previous result stays, when no voxel counts or the type is another one

@@ -39,9 +39,11 @@ public:
     ///
     /// The pixel size of all three is the voxel size as it stands, x, y, z, not reordered for the plane. A coronal or
     /// sagittal slice of a type that its loader refuses is that loader's warning, an image of zeros, and true.
+    /// @{
     static bool loadAxialSlice2D(ArvoImage3D* volume, int z, Image2D* image);
     static bool loadCoronalSlice2D(ArvoImage3D* volume, int y, Image2D* image);
     static bool loadSagittalSlice2D(ArvoImage3D* volume, int x, Image2D* image);
+    /// @}
 
     /// Samples the plane origin + x * dir1 + y * dir2 at the nearest voxel toward zero: pixel (x, y), at index
     /// y * size[0] + x of the image's pixels, x < size[0], y < size[1].
@@ -65,10 +67,12 @@ public:
     ///
     /// The pixel size becomes the lengths of dir1 and dir2 in world units and the length of the voxel's diagonal.
     /// False without a message when the image cannot be made. A type that is refused leaves zeros, and true.
+    /// @{
     static bool loadReslice2D(ArvoImage3D* volume, float* origin, float* dir1, float* dir2, int* size,
                               Image2D* image);
     static bool loadInterpolatedReslice(ArvoImage3D* volume, float* origin, float* dir1, float* dir2,
                                         int* size, Image2D* image);
+    /// @}
 
     // Projections. Pixel (c, r) has the base point P = origin + rowOffsets[r] + columnOffsets[c] and the step vector
     // D = raySteps[c]; the tables hold three floats an entry, in voxel indices. Its ray P + t * D is cut to the box

@@ -29,6 +29,8 @@ public:
     ArvoImage3DWorker();
     ~ArvoImage3DWorker() override;
 
+    /// The jobs, each one projection of ArvoImage3DReslicer with the same parameters for one band.
+    /// @{
     void initLoadInterpolatedNormalizedReslice(ArvoImage3D* volume, float* origin, float* columnOffsets,
                                                float* rowOffsets, int width, int rows, float* result);
     void initLoadXRayNormalizedReslice(ArvoImage3D* volume, float* origin, float* columnOffsets,
@@ -37,18 +39,22 @@ public:
     void initLoadMIPNormalizedReslice(ArvoImage3D* volume, float* origin, float* columnOffsets,
                                       float* rowOffsets, int width, int rows, float* raySteps, int stepCount,
                                       float* result);
+    /// @}
     /// `depth` may be null.
+    /// @{
     void initLoadMIPReslice(ArvoImage3D* volume, float* origin, float* columnOffsets, float* rowOffsets,
                             int width, int rows, float* raySteps, int stepCount, float* result, float* depth,
                             ArvoImage3DEnums::MIP_COMPARE_FUNCTION compareFunction);
     void initLoadCephNormalizedReslice(ArvoImage3D* volume, float* origin, float* columnOffsets,
                                        float* rowOffsets, int width, int rows, float* raySteps, int stepCount,
                                        float* result);
+    /// @}
 
     /// Waits without a deadline for the started thread to finish; what it wrote can be read then.
     void waitUntilDone();
 
 protected:
+    /// Runs the stored job.
     void run() override;
 
 private:

@@ -19,13 +19,17 @@ public:
     /// max in place of add): "ArvoImage3DOperations : cannot add images of incompatible types.",
     /// "ArvoImage3DOperations : cannot add images of incompatible size.",
     /// "ArvoImage3DOperations : add not implemented for this data type.".
+    /// @{
     static void add(ArvoImage3D* a, ArvoImage3D* b);
     static void subtract(ArvoImage3D* a, ArvoImage3D* b);
+    /// @}
 
     /// a = min(a, b) and a = max(a, b). b's value is taken only where it compares smaller (greater): a NaN in b never
     /// replaces a value of a, and a NaN in a stays.
+    /// @{
     static void min(ArvoImage3D& a, const ArvoImage3D& b);
     static void max(ArvoImage3D& a, const ArvoImage3D& b);
+    /// @}
 
     /// Sets voxels to 0 where the mask byte is 0; any other mask value keeps the voxel.
     ///

@@ -25,13 +25,19 @@ class ARVO_VOLUME_EXPORT CalculateSurfaceHistogram : public Calculation {
 public:
     CalculateSurfaceHistogram();
     /// Copies the settings; result and own information map stay with the original.
+    /// @{
     CalculateSurfaceHistogram(const CalculateSurfaceHistogram& other);
     CalculateSurfaceHistogram& operator=(const CalculateSurfaceHistogram& other);
+    /// @}
     ~CalculateSurfaceHistogram() override;
 
+    /// The volume to sample; not owned.
     void setImage(ArvoImage3D* image) { m_image = image; }
+    /// `count` points and as many normals, three floats each, in world units; not owned.
     void setSurface(float* points, float* normals, int count);
+    /// Samples a point.
     void setNumberOfSteps(int steps) { m_numberOfSteps = steps; }
+    /// World units per unit of normal length between two samples.
     void setStepSize(float stepSize) { m_stepSize = stepSize; }
 
     /// Keeps a map for the caller, who goes on owning it; the calculation's own first map is deleted. Not used otherwise.

@@ -17,6 +17,7 @@ namespace image3d {
 /// (from 2 on), v = max gets a bin of its own above the last.
 class ARVO_VOLUME_EXPORT FloatedBinnedHistogram {
 public:
+    /// Upper edge of a bin to its count.
     using Bins = std::map<float, int>;
 
     /// Counts the voxels from `min` to `max`, both inclusive; NaN is left out. Only bins with voxels exist.
@@ -30,8 +31,10 @@ public:
     int operator[](float value) const;
 
     /// (key, count) of each bin, in ascending order of the keys.
+    /// @{
     Bins::const_iterator begin() const { return m_bins.begin(); }
     Bins::const_iterator end() const { return m_bins.end(); }
+    /// @}
 
 private:
     FloatedBinnedHistogram() = default;

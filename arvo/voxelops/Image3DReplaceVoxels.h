@@ -20,8 +20,12 @@ class ARVO_VOLUME_EXPORT Image3DReplaceVoxels : public SliceWorkerCalculation {
 public:
     Image3DReplaceVoxels();
 
+    /// The volume to change and the mask; not owned.
+    /// @{
     void setInputImage(ArvoImage3D* image) { m_inputImage = image; }
     void setMaskImage(ArvoImage3D* mask) { m_maskImage = mask; }
+    /// @}
+    /// 0 unless set.
     void setReplaceValue(float value) { m_replaceValue = value; }
 
     void execute(const std::atomic<bool>& cancel) override;

@@ -8,10 +8,14 @@ class ARVO_VOLUME_EXPORT Image3DReplaceVoxelsWorker : public SliceWorker {
     Q_OBJECT
 
 public:
+    /// Volumes and range are set as for any SliceWorker.
     explicit Image3DReplaceVoxelsWorker(QObject* parent = nullptr) : SliceWorker(parent) {}
 
+    /// The mask, not owned, and the value to write.
+    /// @{
     void setMaskImage(ArvoImage3D* mask) { m_maskImage = mask; }
     void setReplaceValue(float value) { m_replaceValue = value; }
+    /// @}
 
 protected:
     void processSlices() override;

@@ -23,8 +23,11 @@ public:
     /// The voxels that `accept` is true for, which is asked once for each, x fastest.
     static std::vector<float> sortVoxelsInStdVector(ArvoImage3D& image, int startSlice, int stopSlice,
                                                     bool (*accept)(T), const std::atomic<bool>& cancel);
+    /// All voxels, or those that are not 0.
+    /// @{
     static std::vector<float> calculateSortedValues(ArvoImage3D& image, int startSlice, int stopSlice,
                                                     const std::atomic<bool>& cancel);
     static std::vector<float> calculateNonZeroSortedValues(ArvoImage3D& image, int startSlice, int stopSlice,
                                                            const std::atomic<bool>& cancel);
+    /// @}
 };

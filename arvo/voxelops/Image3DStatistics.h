@@ -27,10 +27,13 @@ class ArvoImage3D;
 /// from each worker.
 class ARVO_VOLUME_EXPORT Image3DStatistics : public SliceWorkerCalculation {
 public:
+    /// One of the methods; any other number is answered when it runs.
     explicit Image3DStatistics(Image3DStatisticsMethod::Method method);
 
+    /// The volume to read; not owned.
     void setInputImage(ArvoImage3D* image) { m_inputImage = image; }
     void execute(const std::atomic<bool>& cancel) override;
+    /// The result of the last run.
     double getValue() const { return m_value; }
 
 private:

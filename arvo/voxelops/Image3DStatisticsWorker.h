@@ -17,6 +17,7 @@ class ARVO_VOLUME_EXPORT Image3DStatisticsWorker : public SliceWorker {
     Q_OBJECT
 
 public:
+    /// A worker for one method; volumes and range are set as for any SliceWorker.
     explicit Image3DStatisticsWorker(Image3DStatisticsMethod::Method method, QObject* parent = nullptr);
     ~Image3DStatisticsWorker() override;
 
@@ -25,8 +26,10 @@ public:
     /// Voxels of the range that are not 0; for the mean of non-zero voxels only.
     std::int64_t getNonZeroCount() const { return m_nonZeroCount; }
     /// Medians: the range's voxels counted against the bracket, which is the same for all workers of a run.
+    /// @{
     const voxelops::KeyBracket& getBracket() const { return *m_bracket; }
     const voxelops::KeyTally& getTally() const { return *m_tally; }
+    /// @}
 
 protected:
     void processSlices() override;

@@ -30,10 +30,15 @@ public:
     /// An empty, invalid volume.
     ArvoImage3D();
     /// As `create`; isValid() tells whether it worked.
+    /// @{
     ArvoImage3D(const int* size, const float* voxelSize, image::DataType type);
     ArvoImage3D(const math::Ivec3& size, const QVector3D& voxelSize, image::DataType type);
+    /// @}
+    /// Takes over block and records; `other` is invalid afterwards.
+    /// @{
     ArvoImage3D(ArvoImage3D&& other) noexcept;
     ArvoImage3D& operator=(ArvoImage3D&& other) noexcept;
+    /// @}
     ArvoImage3D(const ArvoImage3D&) = delete;
     ArvoImage3D& operator=(const ArvoImage3D&) = delete;
     virtual ~ArvoImage3D();
@@ -42,8 +47,10 @@ public:
     ///
     /// The voxels are not initialised. Metadata records are dropped. False, and an invalid volume, when an extent is
     /// negative, the type is none of image::DataType or the memory cannot be had.
+    /// @{
     bool create(const int* size, const float* voxelSize, image::DataType type);
     bool create(const math::Ivec3& size, const QVector3D& voxelSize, image::DataType type);
+    /// @}
 
     /// As `create` with the size and voxel size of `other`. False, and no change, when `other` is null or invalid.
     bool createFrom(const ArvoImage3D* other, image::DataType type);
@@ -60,21 +67,29 @@ public:
     /// the types differ or `other` does not fit there.
     bool copyIn(const ArvoImage3D* other, const int* origin);
 
+    /// Extents in voxels; (0, 0, 0) when invalid.
     math::Ivec3 imageSize() const { return m_size; }
+    /// Spacings of the voxels in world units, usually millimetres.
     QVector3D voxelSize() const { return m_voxelSize; }
+    /// The element type.
     image::DataType dataType() const { return m_dataType; }
+    /// Whether the volume holds a block.
     bool isValid() const { return static_cast<bool>(m_voxels); }
 
     /// Bytes of one axial slice: x * y * element width.
     std::size_t sizeOfAxialSlice() const { return m_sliceBytes; }
 
     /// The first byte of the voxel block; null when the volume is invalid.
+    /// @{
     char* dataPtr() { return m_voxels.data(); }
     const char* dataPtr() const { return m_voxels.data(); }
+    /// @}
 
     /// The first byte of slice z, dataPtr() + z * sizeOfAxialSlice(); null outside the volume.
+    /// @{
     char* getAxialSlice(int z);
     const char* getConstAxialSlice(int z) const;
+    /// @}
 
     /// Copies sizeOfAxialSlice() bytes into slice z; `data` may be that slice itself. False outside the volume.
     bool setAxialSlice(int z, const char* data);
@@ -92,8 +107,10 @@ public:
     /// +0. Computed on first use after a change, then kept; changes made through pointers show after editFinished().
     math::Range<float> getValueRange() const;
     /// The ends of the value range as integers; those of a float volume truncate toward zero.
+    /// @{
     int minValue() const;
     int maxValue() const;
+    /// @}
 
     /// Fills the whole block with the low byte of `value`.
     void memsetSlices(int value);
@@ -106,8 +123,10 @@ public:
     void editFinished();
 
     /// The metadata record with that tag or name, or null. Owned by the volume.
+    /// @{
     ArvoImage3DInfo* info(int tag) const;
     ArvoImage3DInfo* info(const QString& name) const;
+    /// @}
     /// Adds a record and returns it, owned by the volume. A record of the same tag and name is replaced.
     ArvoImage3DInfo* addInfo(int tag, const QString& name, const QByteArray& payload);
 

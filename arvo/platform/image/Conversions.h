@@ -15,6 +15,7 @@ ARVO_PLATFORM_EXPORT Image2D::DataType toImage2DDataType(image::DataType type);
 
 namespace data {
 
+/// Vectors of Qt as the float arrays that the operations take.
 class ARVO_PLATFORM_EXPORT Conversions {
 public:
     /// The vector's three floats x, y, z; valid as long as the vector is.

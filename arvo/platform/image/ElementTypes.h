@@ -12,6 +12,7 @@
 /// The one place that turns a run-time data type into a C++ element type.
 namespace image {
 
+/// @cond
 namespace detail {
 
 // clang-format off
@@ -26,17 +27,22 @@ template <> struct Element<Int32> { using type = std::int32_t; };
 // clang-format on
 
 } // namespace detail
+/// @endcond
 
+/// The C++ type of one voxel of a data type.
 template <DataType Type> using ElementOf = typename detail::Element<Type>::type;
 
 /// A list of data types that an operation accepts.
 template <DataType... Accepted> struct TypeSet {
 };
 
+/// The sets that several operations accept: one byte a voxel; integers of up to 16 bits; those and floats; all types.
+/// @{
 using ByteTypes = TypeSet<UInt8, Binary>;
 using IntegerTypes = TypeSet<UInt16, Int16, UInt8, Binary>;
 using VoxelTypes = TypeSet<UInt16, Int16, UInt8, Binary, Float32>;
 using StoredTypes = TypeSet<UInt16, Int16, UInt8, Binary, Reserved, Float32, Int32>;
+/// @}
 
 /// Calls body(std::type_identity<T>{}) with the element type T of `type`; returns what body returns, true if it
 /// returns nothing.

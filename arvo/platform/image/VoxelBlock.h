@@ -15,15 +15,23 @@ namespace image {
 class ARVO_PLATFORM_EXPORT VoxelBlock {
 public:
     VoxelBlock() = default;
+    /// `other` is absent afterwards.
+    /// @{
     VoxelBlock(VoxelBlock&& other) noexcept;
     VoxelBlock& operator=(VoxelBlock&& other) noexcept;
+    /// @}
 
     /// A block of that many bytes (0 is a block too), or an absent one when the memory cannot be had.
     static VoxelBlock allocate(std::size_t bytes) noexcept;
 
+    /// Whether there is a block.
     explicit operator bool() const { return m_data != nullptr; }
+    /// Its first byte; null when absent.
+    /// @{
     char* data() { return m_data.get(); }
     const char* data() const { return m_data.get(); }
+    /// @}
+    /// The bytes that were asked for; 0 when absent.
     std::size_t bytes() const { return m_bytes; }
 
 private:

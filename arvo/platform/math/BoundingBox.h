@@ -14,14 +14,19 @@ class ARVO_PLATFORM_EXPORT BoundingBox {
 public:
     /// The box from (0, 0, 0) to (0, 0, 0).
     BoundingBox() = default;
+    /// Stores the numbers as given.
     BoundingBox(float minX, float minY, float minZ, float maxX, float maxY, float maxZ);
+    /// Sorts the corners on each axis.
     BoundingBox(const QVector3D& a, const QVector3D& b);
 
     /// The smallest box that holds both.
     static BoundingBox createUnionOf(const BoundingBox& a, const BoundingBox& b);
 
+    /// The corners of the smallest and of the largest coordinates.
+    /// @{
     QVector3D min() const { return m_min; }
     QVector3D max() const { return m_max; }
+    /// @}
 
 private:
     QVector3D m_min;

@@ -11,6 +11,7 @@ namespace primitives {
 /// A box carried to another place by an affine matrix.
 class ARVO_PLATFORM_EXPORT OrientedBoundingBox {
 public:
+    /// `placement` carries the box to where it lies.
     explicit OrientedBoundingBox(const BoundingBox& box, const QMatrix4x4& placement = {});
 
     /// This box moved on by `matrix`, which is applied after the placement.
@@ -22,8 +23,11 @@ public:
     /// The axis-aligned box around the eight carried corners.
     BoundingBox getAABBOfTransformedBoundingBox() const;
 
+    /// What the box was made from: the box before the placement, and the placement.
+    /// @{
     const BoundingBox& box() const { return m_box; }
     const QMatrix4x4& placement() const { return m_placement; }
+    /// @}
 
 private:
     BoundingBox m_box;

@@ -29,10 +29,10 @@ public:
     /// Mathematical Software 8 (1982).
     void svdcmp();
 
-    double* a; ///< rows x columns, row-major; null when the own matrix could not be had
-    double* w; ///< columns singular values
-    double* v; ///< columns x columns, row-major
-    int success = 0;
+    double* a;       ///< rows x columns, row-major; null when the own matrix could not be had
+    double* w;       ///< columns singular values
+    double* v;       ///< columns x columns, row-major
+    int success = 0; ///< 1 when the last decomposition succeeded
 
 private:
     struct Storage;

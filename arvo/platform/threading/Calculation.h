@@ -10,8 +10,11 @@ class ThreadProgress;
 class ARVO_PLATFORM_EXPORT Calculation {
 public:
     Calculation();
+    /// Copies the outcome and the pointer to the progress object.
+    /// @{
     Calculation(const Calculation&);
     Calculation& operator=(const Calculation&);
+    /// @}
     virtual ~Calculation();
 
     /// Runs on the calling thread until done, failed or stopped by `cancel`, which is owned by the caller, may be
@@ -25,6 +28,8 @@ public:
     virtual void setProgress(ThreadProgress* progress);
 
 protected:
+    /// Set by `execute` of a subclass.
     bool m_success = false;
+    /// Null unless set; not owned.
     ThreadProgress* m_progress = nullptr;
 };

@@ -9,8 +9,11 @@ class ARVO_PLATFORM_EXPORT ThreadProgress {
 public:
     /// Announces the number of steps and starts again at 0.
     void setTotal(int total);
+    /// Counts steps as done; any thread may call it.
     void advance(int steps = 1);
+    /// Steps done so far.
     int value() const;
+    /// Steps announced.
     int total() const;
 
 private:
