@@ -1,0 +1,75 @@
+// Runs every operation on fixed inputs and prints a line "operation hash" for each.
+//
+// With --check FILE it compares instead of printing: another instruction set, compiler, number of threads or split
+// into ranges that changes a single bit of a single result fails. The means, which depend on the number of workers by
+// definition, carry that number in their names.
+//
+// usage: arvo_result_hashes [--threads N] [--check FILE]
+#include "trust/ResultHashes.h"
+
+#include "arvo/platform/threading/ThreadCount.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+namespace {
+
+int compare(const trust::Results& results, const char* file)
+{
+    std::map<std::string, std::uint64_t> expected;
+    std::ifstream lines(file);
+    std::string name, hash;
+    while (lines >> name >> hash)
+        expected[name] = std::strtoull(hash.c_str(), nullptr, 16);
+
+    int differences = 0;
+    for (const auto& [operation, value] : results.lines()) {
+        const auto found = expected.find(operation);
+        if (found == expected.end() || found->second != value) {
+            std::printf("%s: %016" PRIx64 ", %s\n", operation.c_str(), value,
+                        found == expected.end() ? "not in the file" : "differs from the file");
+            ++differences;
+        }
+    }
+    for (const auto& [operation, value] : expected) {
+        // The means for other numbers of workers stand in the file as well.
+        if (!results.lines().contains(operation) && operation.find("/workers=") == std::string::npos) {
+            std::printf("%s: in the file only\n", operation.c_str());
+            ++differences;
+        }
+    }
+    std::printf("%zu results, %d differences\n", results.lines().size(), differences);
+    return differences == 0 && !expected.empty() ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const char* file = nullptr;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        if (std::strcmp(argv[i], "--threads") == 0)
+            threading::setThreadLimit(std::atoi(argv[i + 1]));
+        else if (std::strcmp(argv[i], "--check") == 0)
+            file = argv[i + 1];
+    }
+
+    trust::Results results;
+    trust::hashVolumes(results);
+    trust::hashVoxelOperations(results);
+    trust::hashDifferential(results);
+    trust::hashMasks(results);
+    trust::hashFilters(results);
+    trust::hashReslices(results);
+    trust::hashGeometry(results);
+    if (!results.isConsistent())
+        return 1;
+    if (file)
+        return compare(results, file);
+    for (const auto& [operation, value] : results.lines())
+        std::printf("%s %016" PRIx64 "\n", operation.c_str(), value);
+    return 0;
+}
