@@ -1,7 +1,7 @@
 #include "arvo/reslice/ProjectionBand.h"
 
 #include "arvo/platform/image/VoxelConversion.h"
-#include "arvo/reslice/RayBlock.h"
+#include "arvo/reslice/RayTiles.h"
 
 #include <algorithm>
 
@@ -11,80 +11,82 @@ namespace {
 
 constexpr int COUNT = RayBlock::COUNT;
 
-/// Calls project(rays, results, depths) for all pixels of the band, block by block, and stores what it leaves in the two
-/// arrays.
-template <class Project> void forEachBlock(const ProjectionBand& band, RayEnd rayEnd, Project&& project)
-{
-    for (int row = 0; row < band.rows; row += RayBlock::ROWS) {
-        for (int column = 0; column < band.width; column += RayBlock::COLUMNS) {
-            RayBlock rays(band, column, row, rayEnd);
-            float results[COUNT];
-            float depths[COUNT];
-            project(rays, results, depths);
-            const int columns = std::min(RayBlock::COLUMNS, band.width - column);
-            const int rows = std::min(RayBlock::ROWS, band.rows - row);
-            for (int k = 0; k < rows; ++k) {
-                const std::ptrdiff_t pixel = band.pixel(column, row + k);
-                std::copy_n(results + k * RayBlock::COLUMNS, columns, band.result + pixel);
-                if (band.depth)
-                    std::copy_n(depths + k * RayBlock::COLUMNS, columns, band.depth + pixel);
-            }
-        }
-    }
-}
-
 /// The first of the largest samples above `lowest`, and its parameter.
+struct Maximum {
+    float largest[COUNT];
+    float depth[COUNT];
+
+    Maximum(const RayBlock& rays, float lowest)
+    {
+        std::fill_n(largest, COUNT, lowest);
+        std::copy_n(rays.start, COUNT, depth);
+    }
+    void finish(const RayBlock&, float* results, float* depths) const
+    {
+        std::copy_n(largest, COUNT, results);
+        std::copy_n(depth, COUNT, depths);
+    }
+};
+
 template <class T>
-ARVO_VECTOR_CLONES void findMaximum(const frame::TrilinearSampler<T>& sampler, RayBlock& rays, float lowest,
-                                    float* largest, float* depths)
+ARVO_VECTOR_CLONES void findMaximum(const frame::TrilinearSampler<T>& sampler, RayBlock& rays, Maximum& state,
+                                    int steps)
 {
-    std::fill_n(largest, COUNT, lowest);
-    std::copy_n(rays.start, COUNT, depths);
-    bool isAnyActive = rays.isAnyActive;
-    while (isAnyActive) {
+    for (int step = 0; step < steps && rays.isAnyActive; ++step) {
         float sample[COUNT];
         sampler.sample(rays.position, sample);
         for (int i = 0; i < COUNT; ++i) {
-            const bool isLarger = (rays.active[i] != 0) & (sample[i] > largest[i]);
-            largest[i] = isLarger ? sample[i] : largest[i];
-            depths[i] = isLarger ? rays.t[i] : depths[i];
+            const bool isLarger = (rays.active[i] != 0) & (sample[i] > state.largest[i]);
+            state.largest[i] = isLarger ? sample[i] : state.largest[i];
+            state.depth[i] = isLarger ? rays.t[i] : state.depth[i];
         }
-        isAnyActive = rays.advance<RayEnd::Before>();
+        rays.advance<RayEnd::Before>();
     }
 }
 
 /// The same maximum, with the mean parameter of the local peaks as its depth: samples that neither the one before nor
 /// the one after exceeds by more than a tolerance. In front of the first sample lie two of value `lowest`.
-template <class T>
-ARVO_VECTOR_CLONES void findPeaks(const frame::TrilinearSampler<T>& sampler, RayBlock& rays, float lowest,
-                                  float* largest, float* depths)
-{
-    constexpr float TOLERANCE = 0.001f;
+struct Peaks {
+    float largest[COUNT];
     float previous[COUNT];
     float beforePrevious[COUNT];
     float sum[COUNT] = {};
     std::int32_t count[COUNT] = {};
-    std::fill_n(largest, COUNT, lowest);
-    std::fill_n(previous, COUNT, lowest);
-    std::fill_n(beforePrevious, COUNT, lowest);
-    bool isAnyActive = rays.isAnyActive;
-    while (isAnyActive) {
+
+    Peaks(const RayBlock&, float lowest)
+    {
+        std::fill_n(largest, COUNT, lowest);
+        std::fill_n(previous, COUNT, lowest);
+        std::fill_n(beforePrevious, COUNT, lowest);
+    }
+    void finish(const RayBlock& rays, float* results, float* depths) const
+    {
+        std::copy_n(largest, COUNT, results);
+        for (int i = 0; i < COUNT; ++i)
+            depths[i] = count[i] > 0 ? sum[i] / static_cast<float>(count[i]) : rays.start[i];
+    }
+};
+
+template <class T>
+ARVO_VECTOR_CLONES void findPeaks(const frame::TrilinearSampler<T>& sampler, RayBlock& rays, Peaks& state,
+                                  int steps)
+{
+    constexpr float TOLERANCE = 0.001f;
+    for (int step = 0; step < steps && rays.isAnyActive; ++step) {
         float sample[COUNT];
         sampler.sample(rays.position, sample);
         for (int i = 0; i < COUNT; ++i) {
             const bool isActive = rays.active[i] != 0;
-            const float threshold = previous[i] + TOLERANCE;
-            const bool isPeak = isActive & (threshold >= sample[i]) & (threshold >= beforePrevious[i]);
-            largest[i] = isActive & (sample[i] > largest[i]) ? sample[i] : largest[i];
-            sum[i] = isPeak ? sum[i] + (rays.t[i] - 1.0f) : sum[i];
-            count[i] += isPeak;
-            beforePrevious[i] = isActive ? previous[i] : beforePrevious[i];
-            previous[i] = isActive ? sample[i] : previous[i];
+            const float threshold = state.previous[i] + TOLERANCE;
+            const bool isPeak = isActive & (threshold >= sample[i]) & (threshold >= state.beforePrevious[i]);
+            state.largest[i] = isActive & (sample[i] > state.largest[i]) ? sample[i] : state.largest[i];
+            state.sum[i] = isPeak ? state.sum[i] + (rays.t[i] - 1.0f) : state.sum[i];
+            state.count[i] += isPeak;
+            state.beforePrevious[i] = isActive ? state.previous[i] : state.beforePrevious[i];
+            state.previous[i] = isActive ? sample[i] : state.previous[i];
         }
-        isAnyActive = rays.advance<RayEnd::Before>();
+        rays.advance<RayEnd::Before>();
     }
-    for (int i = 0; i < COUNT; ++i)
-        depths[i] = count[i] > 0 ? sum[i] / static_cast<float>(count[i]) : rays.start[i];
 }
 
 /// How X-ray samples are normalised and weighted.
@@ -95,16 +97,29 @@ struct XRayScale {
     float high;
 };
 
+/// The sums of the weights and of the weighted samples.
+struct WeightedSum {
+    float weights[COUNT] = {};
+    float weighted[COUNT] = {};
+
+    explicit WeightedSum(const RayBlock&) {}
+    void finish(const RayBlock&, float* results, float*) const
+    {
+        for (int i = 0; i < COUNT; ++i) {
+            // NaN, which a range or a volume without width gives, and 0 / 0 of a ray without samples fail the test.
+            const float mean = weighted[i] / weights[i];
+            results[i] = mean > 0.0f ? std::min(mean, 1.0f) : 0.0f;
+        }
+    }
+};
+
 template <class T>
 ARVO_VECTOR_CLONES void weightSamples(const frame::TrilinearSampler<T>& sampler, RayBlock& rays,
-                                      const XRayScale& scale, float* results)
+                                      const XRayScale& scale, WeightedSum& state, int steps)
 {
     constexpr float LEAST_WEIGHT = 0.05f;
     const float width = scale.high - scale.low;
-    float weights[COUNT] = {};
-    float weighted[COUNT] = {};
-    bool isAnyActive = rays.isAnyActive;
-    while (isAnyActive) {
+    for (int step = 0; step < steps && rays.isAnyActive; ++step) {
         float sample[COUNT];
         sampler.sample(rays.position, sample);
         for (int i = 0; i < COUNT; ++i) {
@@ -114,32 +129,34 @@ ARVO_VECTOR_CLONES void weightSamples(const frame::TrilinearSampler<T>& sampler,
             const float clamped = notAbove < scale.low ? scale.low : notAbove;
             const float linear = (clamped - scale.low) / width;
             const float weight = linear < LEAST_WEIGHT ? LEAST_WEIGHT : linear;
-            weights[i] = isActive ? weights[i] + weight : weights[i];
-            weighted[i] = isActive ? weighted[i] + weight * s : weighted[i];
+            state.weights[i] = isActive ? state.weights[i] + weight : state.weights[i];
+            state.weighted[i] = isActive ? state.weighted[i] + weight * s : state.weighted[i];
         }
-        isAnyActive = rays.advance<RayEnd::At>();
-    }
-    for (int i = 0; i < COUNT; ++i) {
-        // NaN, which a range or a volume without width gives, and 0 / 0 of a ray without samples fail the test.
-        const float mean = weighted[i] / weights[i];
-        results[i] = mean > 0.0f ? std::min(mean, 1.0f) : 0.0f;
+        rays.advance<RayEnd::At>();
     }
 }
 
-ARVO_VECTOR_CLONES void sumSamples(const frame::TrilinearSampler<float>& sampler, RayBlock& rays,
-                                   float* results)
-{
+struct Sum {
     double sum[COUNT] = {};
-    bool isAnyActive = rays.isAnyActive;
-    while (isAnyActive) {
+
+    explicit Sum(const RayBlock&) {}
+    void finish(const RayBlock&, float* results, float*) const
+    {
+        for (int i = 0; i < COUNT; ++i)
+            results[i] = static_cast<float>(sum[i]);
+    }
+};
+
+ARVO_VECTOR_CLONES void sumSamples(const frame::TrilinearSampler<float>& sampler, RayBlock& rays, Sum& state,
+                                   int steps)
+{
+    for (int step = 0; step < steps && rays.isAnyActive; ++step) {
         float sample[COUNT];
         sampler.sample(rays.position, sample);
         for (int i = 0; i < COUNT; ++i)
-            sum[i] += static_cast<double>(rays.active[i] != 0 ? sample[i] : 0.0f);
-        isAnyActive = rays.advance<RayEnd::At>();
+            state.sum[i] += static_cast<double>(rays.active[i] != 0 ? sample[i] : 0.0f);
+        rays.advance<RayEnd::At>();
     }
-    for (int i = 0; i < COUNT; ++i)
-        results[i] = static_cast<float>(sum[i]);
 }
 
 /// The volume's smallest and largest voxel, to normalise by.
@@ -153,6 +170,27 @@ struct Normalization {
     {
     }
     float operator()(float value) const { return (value - min) / (max - min); }
+};
+
+/// Maximum or Peaks, in the values of the result.
+template <class State> struct Normalized : State {
+    Normalization normalize;
+    bool isNormalized;
+
+    Normalized(const RayBlock& rays, const Normalization& normalization, bool normalizes)
+        : State(rays, normalization.min),
+          normalize(normalization),
+          isNormalized(normalizes)
+    {
+    }
+    void finish(const RayBlock& rays, float* results, float* depths) const
+    {
+        State::finish(rays, results, depths);
+        for (int i = 0; i < COUNT; ++i) {
+            const float value = rays.hasSlab[i] ? results[i] : 0.0f;
+            results[i] = isNormalized ? normalize(value) : value;
+        }
+    }
 };
 
 /// Moves a position whose upper neighbour lies past the end onto the last voxel, which drops that neighbour; false
@@ -176,13 +214,16 @@ void projectMaximum(const ProjectionBand& band, ArvoImage3DEnums::MIP_COMPARE_FU
     const frame::TrilinearSampler<T> sampler(band.volume);
     const Normalization normalize(band.volume);
     const bool findsPeaks = compare == ArvoImage3DEnums::MIP_COMPARE_LOCAL_MAXIMA && band.depth;
-    forEachBlock(band, RayEnd::Before, [&](RayBlock& rays, float* results, float* depths) {
-        (findsPeaks ? findPeaks<T> : findMaximum<T>)(sampler, rays, normalize.min, results, depths);
-        for (int i = 0; i < COUNT; ++i) {
-            const float value = rays.hasSlab[i] ? results[i] : 0.0f;
-            results[i] = isNormalized ? normalize(value) : value;
-        }
-    });
+    if (findsPeaks)
+        forEachTile<Normalized<Peaks>>(
+            band, RayEnd::Before,
+            [&](RayBlock& rays, Peaks& state, int steps) { findPeaks<T>(sampler, rays, state, steps); },
+            normalize, isNormalized);
+    else
+        forEachTile<Normalized<Maximum>>(
+            band, RayEnd::Before,
+            [&](RayBlock& rays, Maximum& state, int steps) { findMaximum<T>(sampler, rays, state, steps); },
+            normalize, isNormalized);
 }
 
 template <class T> void projectXRay(const ProjectionBand& band, const math::Range<float>& intensityRange)
@@ -194,16 +235,16 @@ template <class T> void projectXRay(const ProjectionBand& band, const math::Rang
     const XRayScale scale{normalize.min, normalize.max - normalize.min,
                           normalize(isByte ? 0.0f : intensityRange.first),
                           normalize(isByte ? 255.0f : intensityRange.second)};
-    forEachBlock(band, RayEnd::At, [&](RayBlock& rays, float* results, float*) {
-        weightSamples(sampler, rays, scale, results);
+    forEachTile<WeightedSum>(band, RayEnd::At, [&](RayBlock& rays, WeightedSum& state, int steps) {
+        weightSamples(sampler, rays, scale, state, steps);
     });
 }
 
 void projectSum(const ProjectionBand& band)
 {
     const frame::TrilinearSampler<float> sampler(band.volume);
-    forEachBlock(band, RayEnd::OneBefore,
-                 [&](RayBlock& rays, float* results, float*) { sumSamples(sampler, rays, results); });
+    forEachTile<Sum>(band, RayEnd::OneBefore,
+                     [&](RayBlock& rays, Sum& state, int steps) { sumSamples(sampler, rays, state, steps); });
 }
 
 template <class T> void sampleNormalized(const ProjectionBand& band)

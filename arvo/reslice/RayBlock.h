@@ -35,8 +35,8 @@ struct alignas(64) RayBlock {
     /// The rays of the block of pixels that begins there, as far as it lies in the band.
     RayBlock(const ProjectionBand& band, int column, int row, RayEnd rayEnd);
 
-    /// Moves every ray to its next sample; false when none has one.
-    template <RayEnd END> ARVO_KERNEL bool advance()
+    /// Moves every ray to its next sample.
+    template <RayEnd END> ARVO_KERNEL void advance()
     {
         ++sampleCount;
         std::int32_t any = 0;
@@ -50,7 +50,7 @@ struct alignas(64) RayBlock {
             active[i] = goesOn;
             any |= goesOn;
         }
-        return any != 0;
+        isAnyActive = any != 0;
     }
 
 private:

@@ -51,8 +51,8 @@ struct Rays {
 Rays randomRays(Random& random, const math::Ivec3& size)
 {
     Rays rays;
-    rays.width = static_cast<int>(random() % 35);
-    rays.height = static_cast<int>(random() % 6);
+    rays.width = static_cast<int>(random() % 70);
+    rays.height = static_cast<int>(random() % 40);
     rays.columns.resize(static_cast<std::size_t>(3 * rays.width + 3));
     rays.rows.resize(static_cast<std::size_t>(3 * rays.height + 3));
     rays.steps.resize(rays.columns.size());
@@ -280,8 +280,8 @@ Image2D untouchedImage(int width, int height)
 void checkJob(Job job, ArvoImage3D& volume, Rays rays)
 {
     const bool hasDepth = job == Job::Maximum || job == Job::Peaks;
-    Image2D result = untouchedImage(40, 8);
-    Image2D depth = untouchedImage(40, 8);
+    Image2D result = untouchedImage(70, 40);
+    Image2D depth = untouchedImage(70, 40);
     runJob(job, &volume, rays, result, &depth);
     for (int r = 0; r < rays.height; ++r) {
         for (int c = 0; c < rays.width; ++c) {
