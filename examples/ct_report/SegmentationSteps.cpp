@@ -51,9 +51,9 @@ QString makePreview(StepContext& context)
     context.report.addNumber("voxel size y", static_cast<double>(volume.voxelSize().y()), "mm", 3);
     context.report.addNumber("voxel size z", static_cast<double>(volume.voxelSize().z()), "mm", 3);
     context.report.addPicture("slices", "Axial, coronal and sagittal slice through the middle",
-                              pictures::threePlanes(volume, pictures::windowOf(volume)));
+                              pictures::threePlanes(volume, host::windowOf(volume)));
     context.report.addPicture("preview", "The same, subsampled by block means",
-                              pictures::threePlanes(preview, pictures::windowOf(volume)));
+                              pictures::threePlanes(preview, host::windowOf(volume)));
     return {};
 }
 
@@ -69,7 +69,7 @@ QString smoothVolume(StepContext& context)
     if (!context.timed(volume, [&] { return gauss.execute(context.cancel); }))
         return "the volume could not be smoothed";
     context.report.addPicture("smooth", "Smoothed, sigma 0.8 voxels",
-                              pictures::threePlanes(*context.study.smooth, pictures::windowOf(volume)));
+                              pictures::threePlanes(*context.study.smooth, host::windowOf(volume)));
     return {};
 }
 
@@ -116,7 +116,7 @@ QString eraseNoise(StepContext& context)
     ArvoImageBinaryTools::thresholdFilter(*context.study.cleaned, after, context.study.boneThreshold, true);
     context.report.addNumber("bright voxels removed", voxelCount(before) - voxelCount(after), "", 0);
     context.report.addPicture("cleaned", "Specks outside the field of view removed",
-                              pictures::threePlanes(*context.study.cleaned, pictures::windowOf(volume)));
+                              pictures::threePlanes(*context.study.cleaned, host::windowOf(volume)));
     return {};
 }
 
@@ -135,7 +135,7 @@ QString markBone(StepContext& context)
     context.report.addNumber("voxels above the bone threshold", voxelCount(*context.study.bone), "", 0);
     context.report.addPicture(
         "bone", "Voxels above the bone threshold",
-        pictures::threePlanes(cleaned, pictures::windowOf(cleaned), *context.study.bone, boneColour));
+        pictures::threePlanes(cleaned, host::windowOf(cleaned), *context.study.bone, boneColour));
     return {};
 }
 
@@ -153,7 +153,7 @@ QString keepSkull(StepContext& context)
     context.report.addNumber("voxels of the largest", voxelCount(*context.study.skull), "", 0);
     context.report.addPicture(
         "skull", "The largest part",
-        pictures::threePlanes(cleaned, pictures::windowOf(cleaned), *context.study.skull, boneColour));
+        pictures::threePlanes(cleaned, host::windowOf(cleaned), *context.study.skull, boneColour));
     return {};
 }
 
@@ -181,7 +181,7 @@ QString keepParts(StepContext& context)
                              voxelCount(*nearestPart), "", 0);
     context.report.addPicture("parts", "Parts of at least 0.2 % of the largest",
                               pictures::threePlanes(*context.study.cleaned,
-                                                    pictures::windowOf(*context.study.cleaned), *largeParts,
+                                                    host::windowOf(*context.study.cleaned), *largeParts,
                                                     QColor(90, 180, 90)));
     return {};
 }
@@ -201,7 +201,7 @@ QString closeHoles(StepContext& context)
                               "The skull with its holes sealed: sheets of voxels stay wherever taking one "
                               "more away would open a hole",
                               pictures::threePlanes(*context.study.cleaned,
-                                                    pictures::windowOf(*context.study.cleaned),
+                                                    host::windowOf(*context.study.cleaned),
                                                     *context.study.closed, QColor(120, 140, 230)));
     return {};
 }
@@ -219,6 +219,6 @@ QString replaceBone(StepContext& context)
     if (!replace.isSuccess())
         return "the voxels could not be replaced";
     context.report.addPicture("replaced", "The skull's voxels replaced by soft tissue",
-                              pictures::threePlanes(withoutBone, pictures::windowOf(context.study.voxels())));
+                              pictures::threePlanes(withoutBone, host::windowOf(context.study.voxels())));
     return {};
 }

@@ -7,6 +7,8 @@
 #include "arvo/binary/Image3DDistanceMap.h"
 #include "arvo/differential/DirectGradientNorm.h"
 
+#include <algorithm>
+
 namespace {
 
 using Morphology = ArvoImageBinaryMorphologicalOperations;
@@ -24,6 +26,9 @@ std::unique_ptr<ArvoImage3D> distanceOf(StepContext& context, Image3DDistanceMap
 
 QString mapDistances(StepContext& context)
 {
+    const math::Ivec3 size = context.study.skull->imageSize();
+    if (std::min({size.x, size.y, size.z}) < 3)
+        return "a distance map takes at least 3 voxels along each axis";
     context.study.distance = distanceOf(context, Image3DDistanceMap::UNSIGNED_DISTANCE);
     context.study.signedDistance = distanceOf(context, Image3DDistanceMap::SIGNED_DISTANCE);
     if (!context.study.distance || !context.study.signedDistance)
@@ -51,7 +56,7 @@ QString findBoundary(StepContext& context)
         static_cast<double>(ArvoImageBinaryTools::countNonZeroVoxels(*context.study.boundary)), "", 0);
     context.report.addPicture("boundary", "Boundary voxels of the skull",
                               pictures::threePlanes(*context.study.cleaned,
-                                                    pictures::windowOf(*context.study.cleaned),
+                                                    host::windowOf(*context.study.cleaned),
                                                     *context.study.boundary, QColor(230, 60, 60)));
     return {};
 }
@@ -89,7 +94,7 @@ QString openAndClose(StepContext& context)
     };
     context.report.addNumber("voxels after opening, ball of radius 1", count(opened), "", 0);
     context.report.addNumber("voxels after closing, ball of radius 2", count(closed), "", 0);
-    const math::Range<float> window = pictures::windowOf(*context.study.cleaned);
+    const math::Range<float> window = host::windowOf(*context.study.cleaned);
     context.report.addPicture(
         "opened", "Opened by a ball of radius 1",
         pictures::threePlanes(*context.study.cleaned, window, opened, QColor(90, 180, 90)));

@@ -14,32 +14,27 @@ template <class Paint> QImage planesOf(const ArvoImage3D& volume, Paint&& paint)
 
 } // namespace
 
-math::Range<float> windowOf(const ArvoImage3D& volume)
-{
-    const math::Range<float> range = volume.getValueRange();
-    const bool isHounsfield = range.first < -500.0f && range.second > 500.0f;
-    return isHounsfield ? math::Range<float>(-250.0f, 1300.0f) : range;
-}
-
 QImage threePlanes(const ArvoImage3D& volume, const math::Range<float>& window)
 {
-    return planesOf(
-        volume, [&](host::Plane plane) { return host::greyPicture(host::sliceOf(volume, plane), window); });
+    return planesOf(volume, [&](host::Plane plane) {
+        return host::greyPicture(host::middleSlice(volume, plane), window);
+    });
 }
 
 QImage threePlanes(const ArvoImage3D& volume, const math::Range<float>& window, const ArvoImage3D& mask,
                    const QColor& colour)
 {
     return planesOf(volume, [&](host::Plane plane) {
-        return host::overlaid(host::greyPicture(host::sliceOf(volume, plane), window),
-                              host::sliceOf(mask, plane), colour);
+        return host::overlaid(host::greyPicture(host::middleSlice(volume, plane), window),
+                              host::middleSlice(mask, plane), colour);
     });
 }
 
 QImage threePlanesSigned(const ArvoImage3D& volume, float reach)
 {
-    return planesOf(
-        volume, [&](host::Plane plane) { return host::signedPicture(host::sliceOf(volume, plane), reach); });
+    return planesOf(volume, [&](host::Plane plane) {
+        return host::signedPicture(host::middleSlice(volume, plane), reach);
+    });
 }
 
 } // namespace pictures

@@ -5,9 +5,6 @@
 /// Pictures that several steps show.
 namespace pictures {
 
-/// The window in which soft tissue and bone both show: fixed for Hounsfield units, else the value range.
-math::Range<float> windowOf(const ArvoImage3D& volume);
-
 /// An axial, a coronal and a sagittal slice side by side.
 QImage threePlanes(const ArvoImage3D& volume, const math::Range<float>& window);
 

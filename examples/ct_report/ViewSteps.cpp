@@ -1,5 +1,6 @@
 #include "StepPictures.h"
 #include "Steps.h"
+#include "support/Projection.h"
 
 #include "arvo/binary/ArvoImageBinaryTools.h"
 #include "arvo/filters/ArvoImageResample.h"
@@ -25,46 +26,10 @@ QVector3D vectorOf(const std::array<float, 3>& values)
     return {values[0], values[1], values[2]};
 }
 
-QVector3D extentOf(const ArvoImage3D& volume)
-{
-    const math::Ivec3 size = volume.imageSize();
-    return QVector3D(static_cast<float>(size.x), static_cast<float>(size.y), static_cast<float>(size.z)) *
-           volume.voxelSize();
-}
-
-/// A picture plane in mm: its middle, the step from pixel to pixel across and down, and the direction of the rays.
 struct View {
     QString name;
     QString caption;
-    QVector3D across, down, along;
-};
-
-/// The tables a projection takes, in voxel indices: offsets of each column and row from the middle of the volume, and
-/// the step of each column's rays.
-struct RayTables {
-    RayTables(const ArvoImage3D& volume, const View& view, int width, int height, float step)
-    {
-        const QVector3D spacing = volume.voxelSize();
-        const QVector3D middle = extentOf(volume) * 0.5f / spacing;
-        origin = {middle.x(), middle.y(), middle.z()};
-        const auto fill = [&](std::vector<float>& table, int count, const QVector3D& direction) {
-            for (int i = 0; i < count; ++i)
-                append(table, direction * (static_cast<float>(i) - 0.5f * static_cast<float>(count)) * step /
-                                  spacing);
-        };
-        fill(columns, width, view.across);
-        fill(rows, height, view.down);
-        for (int i = 0; i < width; ++i)
-            append(steps, view.along * step / spacing);
-    }
-
-    static void append(std::vector<float>& table, const QVector3D& v)
-    {
-        table.insert(table.end(), {v.x(), v.y(), v.z()});
-    }
-
-    std::array<float, 3> origin{};
-    std::vector<float> columns, rows, steps;
+    host::ViewDirection direction;
 };
 
 math::Range<float> rangeOf(const Image2D& image)
@@ -90,18 +55,16 @@ QString projectVolume(StepContext& context)
     std::for_each_n(density, std::ptrdiff_t(size.x) * size.y * size.z, [&](float& v) { v -= air; });
     real->editFinished();
 
-    const float slant = std::sqrt(0.5f);
-    const View views[] = {
-        {"front", "from the front", {1, 0, 0}, {0, 0, -1}, {0, 1, 0}},
-        {"side", "from the side", {0, 1, 0}, {0, 0, -1}, {1, 0, 0}},
-        {"oblique", "from an oblique angle", {slant, slant, 0}, {0, 0, -1}, {-slant, slant, 0}}};
-    const QVector3D spacing = volume.voxelSize(), extent = extentOf(volume);
+    const View views[] = {{"front", "from the front", host::viewAround(0)},
+                          {"side", "from the side", host::viewAround(90)},
+                          {"oblique", "from an oblique angle", host::viewAround(45)}};
+    const QVector3D spacing = volume.voxelSize(), extent = host::extentOf(volume);
     const float step = std::min({spacing.x(), spacing.y(), spacing.z()});
     const int width = static_cast<int>(std::hypot(extent.x(), extent.y()) / step * 0.85f);
     const int height = static_cast<int>(extent.z() / step * 1.05f);
     const int steps = static_cast<int>(extent.length() / step);
     for (const View& view : views) {
-        RayTables rays(volume, view, width, height, step);
+        host::RayTables rays(volume, view.direction, width, height, step);
         const auto blank = [&] { return Image2D(width, height, Image2D::Float32, {step, step, step}, true); };
         Image2D brightest = blank(), xray = blank(), sum = blank();
         if (!brightest.isValid() || !xray.isValid() || !sum.isValid())
@@ -117,7 +80,7 @@ QString projectVolume(StepContext& context)
                                                            rays.columns.data(), rays.rows.data(), width,
                                                            height, rays.steps.data(), steps, sum);
         });
-        const math::Range<float> window = pictures::windowOf(volume);
+        const math::Range<float> window = host::windowOf(volume);
         context.report.addPicture(
             "mip_" + view.name, "Brightest voxel of each ray, " + view.caption,
             host::greyPicture(brightest, {std::max(window.first, 0.0f), window.second * 1.3f}));
@@ -147,7 +110,7 @@ QString cutAlongAxes(StepContext& context)
     const auto facing = [](QVector3D v, float sign) {
         return v * (v.x() + v.y() + v.z() < 0.0f ? -sign : sign);
     };
-    int size[] = {static_cast<int>(extentOf(volume).length() / step * 0.6f), 0};
+    int size[] = {static_cast<int>(host::extentOf(volume).length() / step * 0.6f), 0};
     size[1] = size[0];
     for (const auto& cut : cuts) {
         const QVector3D across = facing(vectorOf(axes[cut.across]), step),
@@ -163,8 +126,7 @@ QString cutAlongAxes(StepContext& context)
         });
         if (!isDone)
             return "the volume could not be cut";
-        context.report.addPicture(cut.name, cut.caption,
-                                  host::greyPicture(image, pictures::windowOf(volume)));
+        context.report.addPicture(cut.name, cut.caption, host::greyPicture(image, host::windowOf(volume)));
     }
     return {};
 }
@@ -193,7 +155,7 @@ QString cutBoxAndPlane(StepContext& context)
     clipper.setClipPlane(&plane);
     context.timed(clipped, [&] { clipper.clip(); });
 
-    const math::Range<float> window = pictures::windowOf(volume);
+    const math::Range<float> window = host::windowOf(volume);
     context.report.addPicture("box", "Cut to a box of 120 x 110 x 100 mm along the main directions",
                               pictures::threePlanes(boxed, window));
     context.report.addPicture("clip",
@@ -205,7 +167,7 @@ QString cutBoxAndPlane(StepContext& context)
 QString resampleIsotropic(StepContext& context)
 {
     ArvoImage3D& volume = context.study.voxels();
-    const QVector3D spacing = volume.voxelSize(), extent = extentOf(volume);
+    const QVector3D spacing = volume.voxelSize(), extent = host::extentOf(volume);
     const float edge = std::min({spacing.x(), spacing.y(), spacing.z()});
     const auto count = [&](float length) {
         return std::max(1, static_cast<int>(std::lround(length / edge)));
@@ -231,14 +193,14 @@ QString resampleIsotropic(StepContext& context)
     context.report.addNumber("cube edge", static_cast<double>(edge), "mm", 3);
     context.report.addNumber("slices", cubes.imageSize().z, "", 0);
     context.report.addPicture("isotropic", "Resampled to cubes",
-                              pictures::threePlanes(cubes, pictures::windowOf(volume)));
+                              pictures::threePlanes(cubes, host::windowOf(volume)));
     return {};
 }
 
 QString mergePlaced(StepContext& context)
 {
     const ArvoImage3D& map = *context.study.signedDistance;
-    const QVector3D extent = extentOf(map);
+    const QVector3D extent = host::extentOf(map);
     const QVector3D shift = QVector3D(std::round(40.0f / map.voxelSize().x()), 0, 0) * map.voxelSize();
     const auto placed = [&](const QVector3D& corner) {
         return std::make_unique<FloatingImageContainer>(

@@ -33,24 +33,47 @@ int mixed(int from, int to, float share)
 
 } // namespace
 
-Image2D sliceOf(const ArvoImage3D& volume, Plane plane, double share)
+PlaneAxes axesOf(Plane plane)
+{
+    switch (plane) {
+    case Plane::Axial:
+        return {0, 1, 2};
+    case Plane::Coronal:
+        return {0, 2, 1};
+    case Plane::Sagittal:
+        break;
+    }
+    return {1, 2, 0};
+}
+
+Image2D sliceAt(const ArvoImage3D& volume, Plane plane, int index)
 {
     auto* readable = const_cast<ArvoImage3D*>(&volume); // the loaders take a mutable volume and only read it
-    const math::Ivec3 size = volume.imageSize();
-    const auto at = [&](int extent) { return std::clamp(static_cast<int>(share * extent), 0, extent - 1); };
     Image2D slice;
     switch (plane) {
     case Plane::Axial:
-        ArvoImage3DReslicer::loadAxialSlice2D(readable, at(size.z), &slice);
+        ArvoImage3DReslicer::loadAxialSlice2D(readable, index, &slice);
         break;
     case Plane::Coronal:
-        ArvoImage3DReslicer::loadCoronalSlice2D(readable, at(size.y), &slice);
+        ArvoImage3DReslicer::loadCoronalSlice2D(readable, index, &slice);
         break;
     case Plane::Sagittal:
-        ArvoImage3DReslicer::loadSagittalSlice2D(readable, at(size.x), &slice);
+        ArvoImage3DReslicer::loadSagittalSlice2D(readable, index, &slice);
         break;
     }
     return slice;
+}
+
+Image2D middleSlice(const ArvoImage3D& volume, Plane plane)
+{
+    return sliceAt(volume, plane, volume.imageSize()[axesOf(plane).through] / 2);
+}
+
+math::Range<float> windowOf(const ArvoImage3D& volume)
+{
+    const math::Range<float> range = volume.getValueRange();
+    const bool isHounsfield = range.first < -500.0f && range.second > 500.0f;
+    return isHounsfield ? math::Range<float>(-250.0f, 1300.0f) : range;
 }
 
 QImage greyPicture(const Image2D& image, const math::Range<float>& window)
@@ -95,15 +118,14 @@ QImage overlaid(const QImage& picture, const Image2D& mask, const QColor& colour
 
 QImage upright(const QImage& picture, Plane plane, const QVector3D& voxelSize)
 {
-    const float across = plane == Plane::Sagittal ? voxelSize.y() : voxelSize.x();
-    const float along = plane == Plane::Axial ? voxelSize.y() : voxelSize.z();
+    const PlaneAxes axes = axesOf(plane);
     const float step = std::min({voxelSize.x(), voxelSize.y(), voxelSize.z()});
-    const auto scaled = [&](int count, float spacing) {
-        return std::max(1, static_cast<int>(std::lround(static_cast<float>(count) * spacing / step)));
+    const auto scaled = [&](int count, int axis) {
+        return std::max(1, static_cast<int>(std::lround(static_cast<float>(count) * voxelSize[axis] / step)));
     };
     return picture.mirrored(false, true)
-        .scaled(scaled(picture.width(), across), scaled(picture.height(), along), Qt::IgnoreAspectRatio,
-                Qt::SmoothTransformation);
+        .scaled(scaled(picture.width(), axes.across), scaled(picture.height(), axes.along),
+                Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }
 
 QImage sideBySide(const QList<QImage>& pictures)

@@ -13,8 +13,18 @@ namespace host {
 
 enum class Plane { Axial, Coronal, Sagittal };
 
-/// The slice in the middle of that plane's axis, or at `share` (0 to 1) of it. Invalid when it cannot be loaded.
-Image2D sliceOf(const ArvoImage3D& volume, Plane plane, double share = 0.5);
+/// The axes (0 = x, 1 = y, 2 = z) along the rows and columns of a slice in that plane, and the one it is cut across.
+struct PlaneAxes {
+    int across, along, through;
+};
+PlaneAxes axesOf(Plane plane);
+
+/// Slice `index` of that plane's axis, invalid when it cannot be loaded, and the one in the middle.
+Image2D sliceAt(const ArvoImage3D& volume, Plane plane, int index);
+Image2D middleSlice(const ArvoImage3D& volume, Plane plane);
+
+/// The window in which soft tissue and bone both show: fixed for Hounsfield units, else the value range.
+math::Range<float> windowOf(const ArvoImage3D& volume);
 
 /// Grey picture: values of the window from black to white.
 QImage greyPicture(const Image2D& image, const math::Range<float>& window);

@@ -1,5 +1,7 @@
 #include "support/VolumeFile.h"
 
+#include "support/FileCompleteness.h"
+
 #include "arvo/platform/image/ElementTypes.h"
 
 #include <itkGDCMImageIO.h>
@@ -119,12 +121,31 @@ LoadedVolume readElements(const Source& source)
     return loaded;
 }
 
+/// What a reader did not tell as an error though the file is damaged; empty if nothing.
+std::string damageOf(const Source& source, const std::string& complaints)
+{
+    if (std::string(source.io->GetNameOfClass()) == "NiftiImageIO")
+        return missingInNifti(source.files.front(),
+                              static_cast<std::size_t>(source.io->GetImageSizeInBytes()));
+    for (const char* sign : {"not read completely", "Uncompress failed"}) {
+        if (complaints.find(sign) != std::string::npos)
+            return "the file is too short or damaged: " + asOneLine(complaints);
+    }
+    return {};
+}
+
 } // namespace
 
 LoadedVolume readVolume(const std::string& path)
 {
     if (!std::filesystem::exists(path))
         return failed(path + ": no such file or folder");
+    itk::Object::GlobalWarningDisplayOff();
+    const CapturedErrors complaints;
+    const auto unreadable = [&](const std::string& reason) {
+        const std::string first = complaints.text().empty() ? reason : complaints.text();
+        return failed(path + ": cannot be read: " + asOneLine(first));
+    };
     try {
         const Source source = sourceOf(path);
         if (source.files.empty())
@@ -140,11 +161,15 @@ LoadedVolume readVolume(const std::string& path)
                             (source.io->GetNumberOfDimensions() >= 3 && source.io->GetDimensions(2) > 1);
         if (!isDeep)
             return failed(path + ": a 2D image; taken are volumes of at least two slices");
-        return readElements(source);
+        LoadedVolume loaded = readElements(source);
+        const std::string damage = damageOf(source, complaints.text());
+        return damage.empty() ? std::move(loaded) : failed(path + ": " + damage);
     } catch (const itk::ExceptionObject& error) {
-        return failed(path + ": cannot be read: " + error.GetDescription());
+        return unreadable(error.GetDescription());
+    } catch (const std::bad_alloc&) {
+        return failed(path + ": there is not enough memory for the volume");
     } catch (const std::exception& error) {
-        return failed(path + ": cannot be read: " + error.what());
+        return unreadable(error.what());
     }
 }
 
