@@ -7,8 +7,8 @@ cd "$(dirname "$0")/.."
 source scripts/packages.sh
 output=${1:-demo}
 
-scripts/install-dependencies.sh "${BUILD_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
+scripts/install-dependencies.sh "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
 scripts/fetch-sample.sh build/sample
 cmake --preset examples
-cmake --build --preset examples
+cmake --build --preset examples --target ct_report
 exec build/examples/examples/ct_report/ct_report build/sample/skull.mhd --output "$output"

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int WIDTH = 760, HEIGHT = 260, LEFT = 12, RIGHT = 12, TOP = 28, BOTTOM = 40, BARS = 184;
+constexpr int WIDTH = 600, HEIGHT = 280, LEFT = 24, RIGHT = 24, TOP = 34, BOTTOM = 52, BARS = 138;
 
 /// A round step that cuts the range into about eight.
 double tickStep(double range)
@@ -26,7 +26,7 @@ QString Chart::svg() const
 {
     QString out =
         QString("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %1 %2\" width=\"%1\" height=\"%2\" "
-                "font-family=\"sans-serif\" font-size=\"12\"><rect width=\"100%\" height=\"100%\" "
+                "font-family=\"sans-serif\" font-size=\"17\"><rect width=\"100%\" height=\"100%\" "
                 "fill=\"white\"/>")
             .arg(WIDTH)
             .arg(HEIGHT);
@@ -56,7 +56,7 @@ QString Chart::svg() const
     for (double tick = std::ceil(first / step) * step; tick <= first + range; tick += step)
         out += QString("<text x=\"%1\" y=\"%2\" text-anchor=\"middle\" fill=\"#5d6b76\">%3</text>")
                    .arg(xOf(tick), 0, 'f', 1)
-                   .arg(HEIGHT - BOTTOM + 16)
+                   .arg(HEIGHT - BOTTOM + 19)
                    .arg(tick, 0, 'f', 0);
     out += QString("<line x1=\"%1\" y1=\"%3\" x2=\"%2\" y2=\"%3\" stroke=\"#5d6b76\"/>"
                    "<text x=\"%4\" y=\"%5\" text-anchor=\"middle\" fill=\"#24303a\">%6</text>")

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocale>
 
 namespace {
 
@@ -15,15 +16,15 @@ constexpr const char* STYLE = R"css(
 * { box-sizing: border-box; }
 body { margin: 0 auto; max-width: 62rem; padding: 1.5rem 1rem 4rem; background: var(--paper); color: var(--ink);
        font: 16px/1.5 system-ui, "Helvetica Neue", Arial, sans-serif; }
-h1 { font-size: 1.6rem; margin: 0 0 .3rem; } h2 { font-size: 1.15rem; margin: 2.2rem 0 .6rem; border-top: 1px solid var(--line);
+h1 { font-size: 1.6rem; margin: 0 0 .3rem; overflow-wrap: anywhere; } h2 { font-size: 1.15rem; margin: 2.2rem 0 .6rem; border-top: 1px solid var(--line);
      padding-top: 1rem; }
 p { margin: .4rem 0; color: var(--soft); } .warning { color: #8a3b12; background: #fdf1e7; padding: .6rem .8rem; border-radius: 6px; }
-dl { display: grid; grid-template-columns: repeat(auto-fill, minmax(13rem, 1fr)); gap: .5rem; margin: .6rem 0; }
+dl { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(9rem, 45%), 1fr)); gap: .5rem; margin: .6rem 0; }
 dl div { background: #fff; border: 1px solid var(--line); border-radius: 6px; padding: .45rem .7rem; }
-dt { color: var(--soft); font-size: .8rem; } dd { margin: 0; font-size: 1.1rem; font-variant-numeric: tabular-nums; }
+dt { overflow-wrap: anywhere; color: var(--soft); font-size: .8rem; } dd { margin: 0; font-size: 1.1rem; font-variant-numeric: tabular-nums; }
 dd small { color: var(--soft); }
 figure { margin: .8rem 0; } figure img, figure svg { max-width: 100%; height: auto; border-radius: 4px; background: #fff; }
-figure img { background: #000; } figcaption { color: var(--soft); font-size: .85rem; }
+figure img { background: #000; } figcaption { overflow-wrap: anywhere; color: var(--soft); font-size: .85rem; }
 .figures { display: flex; flex-wrap: wrap; gap: 1rem; } .figures figure { flex: 0 1 auto; max-width: 100%; }
 table { border-collapse: collapse; width: 100%; font-size: .9rem; } th, td { text-align: left; padding: .3rem .5rem;
         border-bottom: 1px solid var(--line); } td.n, th.n { text-align: right; font-variant-numeric: tabular-nums; }
@@ -33,6 +34,12 @@ table { border-collapse: collapse; width: 100%; font-size: .9rem; } th, td { tex
 QString escaped(const QString& text)
 {
     return text.toHtmlEscaped();
+}
+
+/// With digits in groups of three.
+QString readable(double value, int decimals)
+{
+    return QLocale(QLocale::English).toString(value, 'f', decimals);
 }
 
 QByteArray png(const QImage& picture)
@@ -56,7 +63,7 @@ QString speed(const Report::Timing& timing)
 {
     if (timing.voxels <= 0.0 || timing.milliseconds <= 0.0)
         return "–";
-    return QString::number(timing.voxels / timing.milliseconds / 1000.0, 'f', 0);
+    return readable(timing.voxels / timing.milliseconds / 1000.0, 0);
 }
 
 } // namespace
@@ -110,7 +117,7 @@ QString Report::html() const
             page += "<dl>\n";
         for (const Number& number : section.numbers)
             page += "<div><dt>" + escaped(number.name) + "</dt><dd>" +
-                    QString::number(number.value, 'f', number.decimals) + " <small>" + escaped(number.unit) +
+                    readable(number.value, number.decimals) + " <small>" + escaped(number.unit) +
                     "</small></dd></div>\n";
         if (!section.numbers.empty())
             page += "</dl>\n";
@@ -130,8 +137,7 @@ QString Report::html() const
             "<th class=\"n\">million voxels a second</th></tr>\n";
     for (const Timing& timing : m_timings)
         page += "<tr><td>" + escaped(timing.step) + "</td><td class=\"n\">" +
-                QString::number(timing.milliseconds, 'f', 2) + "</td><td class=\"n\">" + speed(timing) +
-                "</td></tr>\n";
+                readable(timing.milliseconds, 2) + "</td><td class=\"n\">" + speed(timing) + "</td></tr>\n";
     return page + "</table>\n</section>\n</body>\n</html>\n";
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <future>
 
 #include <unistd.h>
@@ -43,7 +44,7 @@ void catchInterrupt()
     std::signal(SIGTERM, raiseFlag);
 }
 
-double runShown(const QString& title, const ThreadProgress& progress, const std::function<void()>& work)
+QString runShown(const QString& title, const ThreadProgress& progress, const std::function<QString()>& work)
 {
     using clock = std::chrono::steady_clock;
     const bool isTerminal = isatty(STDOUT_FILENO) != 0;
@@ -51,17 +52,22 @@ double runShown(const QString& title, const ThreadProgress& progress, const std:
     const auto milliseconds = [&] {
         return std::chrono::duration<double, std::milli>(clock::now() - begin).count();
     };
-    std::future<void> done = std::async(std::launch::async, work);
+    std::future<QString> done = std::async(std::launch::async, work);
     while (done.wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout) {
         if (isTerminal)
             drawBar(title, progress, milliseconds() / 1000.0);
     }
     const double elapsed = milliseconds();
-    done.get();
-    std::printf("%s  %-34s %s %8.1f ms\n", isTerminal ? "\r\033[K" : "", qPrintable(title),
-                cancelFlag() ? "stopped" : "done   ", elapsed);
+    QString problem;
+    try {
+        problem = done.get();
+    } catch (const std::exception& error) {
+        problem = error.what();
+    }
+    const char* const ended = problem.isEmpty() ? "done" : cancelFlag() ? "stopped" : "failed";
+    std::printf("%s  %-34s %-7s %8.1f ms\n", isTerminal ? "\r\033[K" : "", qPrintable(title), ended, elapsed);
     std::fflush(stdout);
-    return elapsed;
+    return problem;
 }
 
 } // namespace terminal

@@ -15,7 +15,7 @@ std::atomic<bool>& cancelFlag();
 void catchInterrupt();
 
 /// Runs `work` on a thread of its own and shows how far `progress` has come: a bar on a terminal, else one line at the
-/// end. Returns the milliseconds it took.
-double runShown(const QString& title, const ThreadProgress& progress, const std::function<void()>& work);
+/// end. Returns what `work` returns, an empty text on success, or what it threw.
+QString runShown(const QString& title, const ThreadProgress& progress, const std::function<QString()>& work);
 
 } // namespace terminal

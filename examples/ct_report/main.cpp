@@ -44,30 +44,34 @@ bool prepare(Study& study)
     return study.grey != nullptr;
 }
 
-/// Runs the steps; those that were not run when the flag went up or a step failed are named in `leftOut`.
-QString runSteps(const std::vector<Step>& steps, Study& study, Report& report, QStringList& leftOut)
+/// Runs the steps and returns what went wrong, step by step. Steps that failed, that need one that failed, or that came
+/// after the flag went up are named in `leftOut`.
+QStringList runSteps(const std::vector<Step>& steps, Study& study, Report& report, QStringList& leftOut)
 {
-    QString failure;
+    QStringList failures, missing;
     for (const Step& step : steps) {
-        if (terminal::cancelFlag() || !failure.isEmpty()) {
-            leftOut.append(step.title);
-            continue;
-        }
-        ThreadProgress progress;
-        StepContext context{study, report, terminal::cancelFlag(), progress};
-        report.beginSection(step.name, step.title);
+        const bool canRun =
+            std::ranges::none_of(step.needs, [&](auto& name) { return missing.contains(name); });
         QString problem;
-        terminal::runShown(step.title, progress, [&] { problem = step.run(context); });
-        if (terminal::cancelFlag() && !problem.isEmpty()) {
-            leftOut.append(step.title);
-        } else if (!problem.isEmpty()) {
-            failure = step.title + ": " + problem;
-            leftOut.append(step.title);
-        } else {
-            report.addTiming({step.title, context.milliseconds, context.voxels});
+        if (canRun && !terminal::cancelFlag()) {
+            ThreadProgress progress;
+            StepContext context{study, report, terminal::cancelFlag(), progress};
+            report.beginSection(step.name, step.title);
+            problem = terminal::runShown(step.title, progress, [&] { return step.run(context); });
+            if (problem.isEmpty()) {
+                report.addTiming({step.title, context.milliseconds, context.voxels});
+                continue;
+            }
+            if (terminal::cancelFlag())
+                problem = "stopped";
+            else
+                failures.append(step.title + ": " + problem);
+            report.addText("Left out: " + problem + ".");
         }
+        missing.append(step.name);
+        leftOut.append(step.title);
     }
-    return failure;
+    return failures;
 }
 
 QString writeVolumes(const Study& study, const QDir& folder)
@@ -133,6 +137,8 @@ int main(int argc, char** argv)
         std::printf("note: %s\n", loaded.note.c_str());
 
     const QString output = QFileInfo(options.output).absoluteFilePath();
+    if (QFileInfo::exists(output) && !QFileInfo(output).isDir())
+        return fail(OUTPUT_UNWRITABLE, output + ": is a file; a folder is needed");
     const QString unfinished = output + ".unfinished";
     QDir(unfinished).removeRecursively();
     if (!QDir().mkpath(unfinished))
@@ -146,9 +152,9 @@ int main(int argc, char** argv)
     std::printf("%s, on %d threads\n", qPrintable(options.input), threading::idealThreadCount());
     QStringList leftOut;
     const QString failure =
-        prepare(study) ? runSteps(steps, study, report, leftOut) : "no memory for an integer copy";
+        prepare(study) ? runSteps(steps, study, report, leftOut).join("; ") : "no memory for an integer copy";
     if (!leftOut.isEmpty())
-        report.setLeftOut(failure.isEmpty() ? "Stopped by the user." : failure + ".", leftOut);
+        report.setLeftOut(terminal::cancelFlag() ? "Stopped by the user." : failure + ".", leftOut);
 
     QString problem = report.write(unfinished);
     if (problem.isEmpty() && options.writesVolumes)
@@ -160,11 +166,9 @@ int main(int argc, char** argv)
         return fail(OUTPUT_UNWRITABLE, problem);
     }
     std::printf("%s\n", qPrintable(QDir(output).filePath("report.html")));
-    if (!failure.isEmpty())
-        return fail(STEP_FAILED, failure);
-    if (terminal::cancelFlag()) {
+    if (terminal::cancelFlag() && !leftOut.isEmpty()) {
         std::printf("stopped; left out: %s\n", qPrintable(leftOut.join(", ")));
         return INTERRUPTED;
     }
-    return DONE;
+    return failure.isEmpty() ? DONE : fail(STEP_FAILED, failure);
 }
