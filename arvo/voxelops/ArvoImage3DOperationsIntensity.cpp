@@ -61,8 +61,8 @@ template <class T> struct Window {
 template <bool AlwaysFits, class T>
 ARVO_VECTOR_CLONES void rescaleRun(T* voxels, std::ptrdiff_t count, const Window<T> window)
 {
-    constexpr std::ptrdiff_t BLOCK = 512;
-    std::int32_t mapped[BLOCK];
+    constexpr std::ptrdiff_t BLOCK = 256; // twice that is a quarter slower
+    alignas(64) std::int32_t mapped[BLOCK];
     for (std::ptrdiff_t begin = 0; begin < count; begin += BLOCK) {
         T* block = voxels + begin;
         const std::ptrdiff_t size = std::min(BLOCK, count - begin);
