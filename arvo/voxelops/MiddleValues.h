@@ -25,8 +25,9 @@ struct KeyTally {
     std::int64_t atLow = 0;
     std::int64_t atHigh = 0;
     std::int64_t total = 0;
-    std::vector<std::int32_t> between; // low < key < high, in no particular order; or, where the bracket is narrow,
-    std::vector<std::int64_t> at;      // how many there are of low + 1, low + 2, ..., high - 1
+    std::vector<std::int32_t>
+        between; // low < key < high, in no particular order; or, where the bracket is narrow,
+    std::vector<std::int64_t> at; // how many there are of low + 1, low + 2, ..., high - 1
 
     /// Adds the voxels of another tally of the same bracket.
     void add(const KeyTally& other);
