@@ -171,7 +171,7 @@ HullPeeling::HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, c
     : m_size(mask.imageSize()),
       m_min(min),
       m_max(max),
-      m_xBits(std::bit_width(static_cast<unsigned>(m_size.x))),
+      m_xBits(static_cast<int>(std::bit_width(static_cast<unsigned>(m_size.x)))),
       m_pitch((m_size.x + CELLS_PER_BYTE - 1) / CELLS_PER_BYTE)
 {
     const std::size_t rows = static_cast<std::size_t>(m_size.y) * static_cast<std::size_t>(m_size.z);

@@ -39,10 +39,11 @@ void ArvoImageBinaryTools::addBoxToMask(const std::array<int, 3>& min, const std
         first[i] = std::max(min[i], 0);
         last[i] = std::min(max[i], size[axis] - 1);
     }
-    for (int z = first[2]; z <= last[2] && first[0] <= last[0]; ++z) {
+    const std::ptrdiff_t count = std::ptrdiff_t(last[0]) - first[0] + 1;
+    for (int z = first[2]; z <= last[2] && count > 0; ++z) {
         for (int y = first[1]; y <= last[1]; ++y)
             std::memset(mask.getAxialSlice(z) + std::ptrdiff_t(y) * size.x + first[0], 1,
-                        static_cast<std::size_t>(last[0] - first[0] + 1));
+                        static_cast<std::size_t>(count));
     }
     mask.editFinished();
 }

@@ -12,8 +12,10 @@ Gradient::Gradient(const Gradient& other) : SliceWorkerCalculation(other), m_inp
 
 Gradient& Gradient::operator=(const Gradient& other)
 {
-    SliceWorkerCalculation::operator=(other);
-    m_inputImage = other.m_inputImage;
+    if (this != &other) {
+        SliceWorkerCalculation::operator=(other);
+        m_inputImage = other.m_inputImage;
+    }
     return *this;
 }
 

@@ -27,10 +27,12 @@ ArvoImageConeBeamNoiseEraser::ArvoImageConeBeamNoiseEraser(const ArvoImageConeBe
 ArvoImageConeBeamNoiseEraser&
 ArvoImageConeBeamNoiseEraser::operator=(const ArvoImageConeBeamNoiseEraser& other)
 {
-    m_radius = other.m_radius;
-    m_boneThreshold = other.m_boneThreshold;
-    m_input = other.m_input;
-    m_output = other.m_output;
+    if (this != &other) {
+        m_radius = other.m_radius;
+        m_boneThreshold = other.m_boneThreshold;
+        m_input = other.m_input;
+        m_output = other.m_output;
+    }
     return *this;
 }
 

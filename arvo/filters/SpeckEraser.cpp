@@ -102,7 +102,8 @@ void forEachAbove(std::int32_t limit, const T* row, std::ptrdiff_t begin, std::p
 SpeckEraser::SpeckEraser(int width, int height, int margin, int boneThreshold)
     : m_boneThreshold(boneThreshold)
 {
-    const double radius = std::min(width, height) / 2 - margin;
+    const int halfExtent = std::min(width, height) / 2;
+    const double radius = halfExtent - margin;
     const std::ptrdiff_t centre = width / 2;
     const auto isInDisc = [&](std::ptrdiff_t dx, std::ptrdiff_t dy) {
         return radius + 0.5 > std::sqrt(static_cast<float>(dx * dx + dy * dy));
