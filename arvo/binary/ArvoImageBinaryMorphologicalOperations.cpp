@@ -56,6 +56,20 @@ void spread(const ArvoImage3D& in, const Stencil& stencil, Read&& read, Write&& 
         write(dilation.take(z), z);
 }
 
+/// An operation from check to editFinished(): spreads, or with radius 0 copies.
+template <class Read, class Write>
+void apply(const ArvoImage3D& in, ArvoImage3D& out, const Stencil& stencil, Read&& read, Write&& write)
+{
+    if (!isPossible(in, out, stencil))
+        return;
+    if (stencil.radius() == 0) {
+        out.copyFrom(&in);
+        return;
+    }
+    spread(in, stencil, read, write);
+    out.editFinished();
+}
+
 } // namespace
 
 Stencil::Stencil() noexcept = default;
@@ -130,28 +144,14 @@ Stencil ArvoImageBinaryMorphologicalOperations::sphere(std::size_t radius)
 void ArvoImageBinaryMorphologicalOperations::dilate(const ArvoImage3D& in, ArvoImage3D& out,
                                                     const Stencil& stencil)
 {
-    if (!isPossible(in, out, stencil))
-        return;
-    if (stencil.radius() == 0) {
-        out.copyFrom(&in);
-        return;
-    }
     const auto objectBits = [](const unsigned char* voxels, BitSlice& bits) { bits.setWhereNonZero(voxels); };
-    spread(in, stencil, objectBits, [&](const BitSlice& hit, int z) { hit.writeTo(bytesOf(out, z)); });
-    out.editFinished();
+    apply(in, out, stencil, objectBits, [&](const BitSlice& hit, int z) { hit.writeTo(bytesOf(out, z)); });
 }
 
 void ArvoImageBinaryMorphologicalOperations::erode(const ArvoImage3D& in, ArvoImage3D& out,
                                                    const Stencil& stencil)
 {
-    if (!isPossible(in, out, stencil))
-        return;
-    if (stencil.radius() == 0) {
-        out.copyFrom(&in);
-        return;
-    }
     const auto zeroBits = [](const unsigned char* voxels, BitSlice& bits) { bits.setWhereZero(voxels); };
-    spread(in, stencil, zeroBits,
-           [&](const BitSlice& hit, int z) { hit.clearWhereSet(bytesOf(in, z), bytesOf(out, z)); });
-    out.editFinished();
+    apply(in, out, stencil, zeroBits,
+          [&](const BitSlice& hit, int z) { hit.clearWhereSet(bytesOf(in, z), bytesOf(out, z)); });
 }
