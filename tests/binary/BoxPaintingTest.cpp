@@ -3,6 +3,7 @@
 #include "arvo/platform/math/OrientedBoundingBox.h"
 
 #include "binary/ByteObjects.h"
+#include "support/FloatToVoxel.h"
 
 #include <cmath>
 #include <limits>
@@ -28,10 +29,7 @@ ArvoImage3D paintedByDefinition(const ArvoImage3D& image, const OrientedBounding
             const QVector3D point(static_cast<float>(x), static_cast<float>(y), static_cast<float>(z));
             if (carried.isInside(point) != inside)
                 return;
-            if constexpr (std::is_same_v<T, float>)
-                voxels<T>(painted)[i] = value;
-            else
-                voxels<T>(painted)[i] = static_cast<T>(static_cast<int>(value));
+            voxels<T>(painted)[i] = storedAs<T>(value);
         });
     });
     return painted;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -9,20 +10,6 @@
 
 /// What the tests of the boundary, of the distance map and of the mask tools share.
 namespace testing_support {
-
-inline const std::atomic<bool> notCancelled{false};
-
-/// Calls body(x, y, z, index) for every voxel, x fastest.
-template <class Body> void forEachVoxel(const math::Ivec3& size, Body&& body)
-{
-    std::size_t index = 0;
-    for (int z = 0; z < size.z; ++z) {
-        for (int y = 0; y < size.y; ++y) {
-            for (int x = 0; x < size.x; ++x)
-                body(x, y, z, index++);
-        }
-    }
-}
 
 /// A volume of spacing 1 with `value` from `min` to `max`, both inclusive, and 0 elsewhere.
 inline ArvoImage3D boxIn(const math::Ivec3& size, const math::Ivec3& min, const math::Ivec3& max,

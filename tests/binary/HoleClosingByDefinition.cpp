@@ -39,12 +39,7 @@ public:
     /// Calls body(x, y, z) for all voxels in order, those of the border included.
     template <class Body> void forEach(Body&& body) const
     {
-        for (int z = 0; z < m_size.z; ++z) {
-            for (int y = 0; y < m_size.y; ++y) {
-                for (int x = 0; x < m_size.x; ++x)
-                    body(x, y, z);
-            }
-        }
+        testing_support::forEachVoxel(m_size, [&](int x, int y, int z, std::size_t) { body(x, y, z); });
     }
 
 private:

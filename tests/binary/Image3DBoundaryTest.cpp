@@ -57,10 +57,9 @@ TEST(Image3DBoundary, ACubeHasItsSurface)
 TEST(Image3DBoundary, ARaisedFlagFailsButLeavesTheMask)
 {
     const ArvoImage3D object = randomMask({9, 8, 7}, 0.5, 1);
-    const std::atomic<bool> cancel{true};
     Image3DBoundary boundary;
     boundary.setInputImage(&object);
-    boundary.execute(cancel);
+    boundary.execute(cancelled);
     EXPECT_FALSE(boundary.isSuccess());
     const std::unique_ptr<ArvoImage3D> mask(boundary.takeBoundaryImage());
     ASSERT_TRUE(mask);

@@ -139,7 +139,6 @@ TEST(Image3DDistanceMap, AnyTypeButUnsignedIsSigned)
 TEST(Image3DDistanceMap, ARaisedFlagLeavesNoResult)
 {
     const ArvoImage3D object = randomMask({6, 5, 4}, 0.5, 1);
-    const std::atomic<bool> cancel{true};
     for (const auto type : {UNSIGNED, SIGNED}) {
         ThreadProgress progress;
         Image3DDistanceMap map(type);
@@ -149,7 +148,7 @@ TEST(Image3DDistanceMap, ARaisedFlagLeavesNoResult)
         EXPECT_TRUE(map.isSuccess());
         EXPECT_GT(progress.total(), 0);
         EXPECT_EQ(progress.value(), progress.total());
-        map.execute(cancel);
+        map.execute(cancelled);
         EXPECT_FALSE(map.isSuccess());
         EXPECT_EQ(map.takeDistanceImage(), nullptr);
     }

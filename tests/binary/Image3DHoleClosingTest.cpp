@@ -3,6 +3,7 @@
 #include "arvo/platform/threading/ThreadProgress.h"
 
 #include "binary/HoleClosingByDefinition.h"
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -18,19 +19,12 @@ using namespace testing_support;
 using Texts = std::vector<std::string>;
 using Image = std::unique_ptr<ArvoImage3D>;
 
-const std::atomic<bool> neverCancelled{false};
-const std::atomic<bool> cancelled{true};
-
 ArvoImage3D shape(const math::Ivec3& size, const std::function<bool(int, int, int)>& isObject)
 {
     ArvoImage3D mask(size, QVector3D(0.5f, 0.75f, 1.25f), image::Binary);
-    unsigned char* next = voxels<unsigned char>(mask).data();
-    for (int z = 0; z < size.z; ++z) {
-        for (int y = 0; y < size.y; ++y) {
-            for (int x = 0; x < size.x; ++x)
-                *next++ = isObject(x, y, z);
-        }
-    }
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+        voxels<unsigned char>(mask)[i] = isObject(x, y, z);
+    });
     return mask;
 }
 
@@ -49,7 +43,7 @@ Image closed(ArvoImage3D& mask)
 {
     Image3DHoleClosing closing;
     closing.setInputImage(&mask);
-    closing.execute(neverCancelled);
+    closing.execute(notCancelled);
     EXPECT_TRUE(closing.isSuccess());
     return Image(closing.takeClosedImage());
 }
@@ -151,7 +145,7 @@ TEST(HoleClosing, GivesZerosForAnEmptyInputEvenWhenCancelled)
 {
     for (const math::Ivec3& size : {math::Ivec3(5, 4, 3), math::Ivec3(0, 4, 3), math::Ivec3(1, 1, 1)}) {
         ArvoImage3D empty = randomMask(size, 0.0, 1);
-        for (const std::atomic<bool>* flag : {&neverCancelled, &cancelled}) {
+        for (const std::atomic<bool>* flag : {&notCancelled, &cancelled}) {
             Image3DHoleClosing closing;
             closing.setInputImage(&empty);
             closing.execute(*flag);
@@ -167,7 +161,7 @@ TEST(HoleClosing, LeavesNoResultAfterACancelledRun)
     const Image whole = closed(mask);
     Image3DHoleClosing closing;
     closing.setInputImage(&mask);
-    closing.execute(neverCancelled);
+    closing.execute(notCancelled);
     closing.execute(cancelled);
     EXPECT_FALSE(closing.isSuccess());
     EXPECT_EQ(closing.takeClosedImage(), nullptr);
@@ -190,7 +184,7 @@ TEST(HoleClosing, LeavesNoResultAfterACancelledRun)
         EXPECT_EQ(closing.isSuccess(), progress.value() == progress.total());
         EXPECT_TRUE(!result || sameBits(*whole, *result));
     }
-    closing.execute(neverCancelled);
+    closing.execute(notCancelled);
     EXPECT_TRUE(sameBits(*whole, *Image(closing.takeClosedImage())));
     EXPECT_EQ(closing.takeClosedImage(), nullptr);
 }
@@ -205,22 +199,22 @@ TEST(HoleClosing, IgnoresInputsOfOtherTypesSilently)
     for (ArvoImage3D* refused : {static_cast<ArvoImage3D*>(nullptr), &grey, &invalid}) {
         EXPECT_FALSE(closing.checkValidInputImage(refused));
         closing.setInputImage(refused);
-        closing.execute(neverCancelled);
+        closing.execute(notCancelled);
         EXPECT_FALSE(closing.isSuccess());
         EXPECT_EQ(closing.takeClosedImage(), nullptr);
         EXPECT_EQ(closing.createEmptyOutputImage(), nullptr);
     }
     closing.setInputImage(&mask);
     closing.setInputImage(&grey); // the mask stays
-    closing.execute(neverCancelled);
+    closing.execute(notCancelled);
     EXPECT_TRUE(closing.isSuccess());
     Image3DHoleClosing copy(closing);
     EXPECT_FALSE(copy.isSuccess());
     EXPECT_EQ(copy.takeClosedImage(), nullptr);
-    copy.execute(neverCancelled);
+    copy.execute(notCancelled);
     EXPECT_TRUE(sameBits(*Image(closing.takeClosedImage()), *Image(copy.takeClosedImage())));
     mask = ArvoImage3D(); // became invalid after it was set
-    copy.execute(neverCancelled);
+    copy.execute(notCancelled);
     EXPECT_FALSE(copy.isSuccess());
     for (ArvoImage3D* unusable : {static_cast<ArvoImage3D*>(nullptr), &invalid}) {
         EXPECT_EQ(Image3DHoleClosing::createImageWithExtendedBorder(unusable), nullptr);

@@ -4,6 +4,7 @@
 #include "arvo/platform/threading/ThreadProgress.h"
 
 #include "binary/NaiveLabelling.h"
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -18,9 +19,6 @@ namespace {
 using namespace testing_support;
 using Keep = Image3DKeepConnectedPart;
 using Texts = std::vector<std::string>;
-
-const std::atomic<bool> neverCancelled{false};
-const std::atomic<bool> cancelled{true};
 
 /// What was set, or nothing.
 struct Settings {
@@ -74,7 +72,7 @@ std::set<short> labelAtPoint(const ArvoImage3D& mask, const ArvoImage3D& labels,
     voxels<unsigned char>(seed)[at] = 1;
     Image3DDistanceMap map(Image3DDistanceMap::UNSIGNED_DISTANCE);
     map.setInputImage(&seed);
-    map.execute(neverCancelled);
+    map.execute(notCancelled);
     const std::unique_ptr<ArvoImage3D> distance(map.takeDistanceImage());
     if (!distance)
         return {};
@@ -114,7 +112,7 @@ void expectAsDefined(ArvoImage3D& mask, const Settings& settings, const std::str
     const Warnings warnings;
     const std::optional<ArvoImage3D> expected = naive(mask, settings);
     Keep keep = made(mask, settings);
-    keep.execute(neverCancelled);
+    keep.execute(notCancelled);
     EXPECT_EQ(keep.isSuccess(), expected.has_value()) << what;
     const std::unique_ptr<ArvoImage3D> result = keep.takeBinaryOutputImage();
     ASSERT_EQ(result != nullptr, expected.has_value()) << what;
@@ -183,10 +181,10 @@ TEST(KeepConnectedPart, LooksAtTheFirstVoxelOnlyWhenThereIsNoOther)
     mask.zeroSlices();
     mask.changeVoxelValues({{0, 0, 0}, {4, 4, 4}}, 1);
     Keep keep = made(mask, {Keep::KEEP_PART_AT_REFERENCE_POINT, Keep::STRAIGHT, {}, math::Ivec3(1, 1, 1)});
-    keep.execute(neverCancelled);
+    keep.execute(notCancelled);
     EXPECT_EQ(keep.takeBinaryOutputImage()->getValue(4, 4, 4), 1);
     mask.changeVoxelValues({{4, 4, 4}}, 0);
-    keep.execute(neverCancelled);
+    keep.execute(notCancelled);
     EXPECT_EQ(keep.takeBinaryOutputImage()->getValue(0, 0, 0), 1);
 }
 
@@ -195,10 +193,10 @@ TEST(KeepConnectedPart, DropsEverythingBelow6000VoxelsWithoutATolerance)
     ArvoImage3D mask({20, 20, 15}, {1, 1, 1}, image::Binary);
     mask.memsetSlices(1);
     Keep keep(mask, Keep::KEEP_LARGEST_PARTS, Keep::STRAIGHT);
-    keep.execute(neverCancelled);
+    keep.execute(notCancelled);
     EXPECT_TRUE(sameBits(mask, *keep.takeBinaryOutputImage()));
     mask.changeVoxelValues({{0, 0, 0}}, 0);
-    keep.execute(neverCancelled);
+    keep.execute(notCancelled);
     EXPECT_TRUE(keep.isSuccess());
     EXPECT_EQ(keep.takeBinaryOutputImage()->maxValue(), 0);
 }
@@ -208,10 +206,10 @@ TEST(KeepConnectedPart, LeavesNoResultAfterACancelledRun)
     ArvoImage3D mask = randomMask({40, 40, 40}, 0.3, 2);
     for (const auto strategy : {Keep::KEEP_LARGEST_PARTS, Keep::KEEP_PART_AT_REFERENCE_POINT}) {
         Keep keep = made(mask, {strategy, Keep::STRAIGHT, 0.1f, math::Ivec3(7, 7, 7)});
-        keep.execute(neverCancelled);
+        keep.execute(notCancelled);
         const auto whole = keep.takeBinaryOutputImage();
         ASSERT_NE(whole, nullptr);
-        keep.execute(neverCancelled);
+        keep.execute(notCancelled);
         keep.execute(cancelled); // noticed after the labelling, which succeeded
         EXPECT_TRUE(keep.isSuccess());
         EXPECT_EQ(keep.takeBinaryOutputImage(), nullptr);
@@ -246,7 +244,7 @@ TEST(KeepConnectedPart, RefusesWhatItCannotUse)
 {
     const auto expectRefusal = [](Keep& keep, const char* problem) {
         const Warnings warnings;
-        keep.execute(neverCancelled);
+        keep.execute(notCancelled);
         EXPECT_FALSE(keep.isSuccess());
         EXPECT_EQ(keep.takeBinaryOutputImage(), nullptr);
         EXPECT_EQ(warnings.texts(), Texts{std::string("Image3DKeepConnectedPart : ") + problem});
@@ -273,12 +271,12 @@ TEST(KeepConnectedPart, KeepsItsResultWhenCopied)
 {
     ArvoImage3D mask = randomMask({6, 5, 4}, 0.5, 1);
     Keep keep = made(mask, {Keep::KEEP_PART_AT_REFERENCE_POINT, Keep::DIAGONAL, 0.5f, math::Ivec3(1, 2, 3)});
-    keep.execute(neverCancelled);
+    keep.execute(notCancelled);
     Keep copy(keep);
     EXPECT_FALSE(copy.isSuccess());
     EXPECT_EQ(copy.takeBinaryOutputImage(), nullptr);
     EXPECT_EQ(copy.getReferencePoint(), math::Ivec3(1, 2, 3));
-    copy.execute(neverCancelled);
+    copy.execute(notCancelled);
     const auto result = copy.takeBinaryOutputImage();
     EXPECT_TRUE(sameBits(*keep.takeBinaryOutputImage(), *result));
     EXPECT_EQ(keep.takeBinaryOutputImage(), nullptr);

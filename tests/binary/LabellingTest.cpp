@@ -1,5 +1,6 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 
+#include "binary/ToolsOn.h"
 #include "NaiveLabelling.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
@@ -19,10 +20,7 @@ Result labelled(ArvoImage3D& mask, Tools::LABEL_TYPE type)
     Result result;
     result.labels.createFrom(&mask, image::Int16);
     result.labels.memsetSlices(0x55);
-    Tools tools;
-    tools.setInput(&mask);
-    tools.setOutput(&result.labels);
-    result.value = tools.label(type);
+    result.value = toolsOn(&mask, &result.labels).label(type);
     return result;
 }
 
@@ -72,13 +70,9 @@ TEST(Label, PartsPastTheLimitShareTheLastLabel)
 {
     const math::Ivec3 size(67, 64, 80); // isolated voxels at even places: 34 * 32 * 40 parts
     ArvoImage3D mask(size, QVector3D(1, 1, 1), image::Binary);
-    mask.zeroSlices();
-    for (int z = 0; z < size.z; z += 2) {
-        for (int y = 0; y < size.y; y += 2) {
-            for (int x = 0; x < size.x; x += 2)
-                mask.getAxialSlice(z)[y * size.x + x] = 1;
-        }
-    }
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+        voxels<unsigned char>(mask)[i] = x % 2 == 0 && y % 2 == 0 && z % 2 == 0;
+    });
     const Result result = labelled(mask, Tools::LABEL_DIAGONAL);
     EXPECT_EQ(32768, result.value);
     EXPECT_EQ(34 * 32, result.labels.getValue(66, 62, 0));

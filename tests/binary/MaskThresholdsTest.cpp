@@ -1,5 +1,7 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 
+#include "binary/ToolsOn.h"
+#include "support/FloatToVoxel.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -19,13 +21,6 @@ ArvoImage3D maskLike(const ArvoImage3D& image)
     ArvoImage3D mask;
     mask.createFrom(&image, image::Binary);
     return mask;
-}
-
-/// The threshold as an integer: truncated toward zero, what does not fit in 32 bits as the smallest.
-int truncated(float threshold)
-{
-    return threshold > -2147483904.0f && threshold < 2147483648.0f ? static_cast<int>(threshold)
-                                                                   : std::numeric_limits<int>::min();
 }
 
 bool passes(double voxel, double threshold, bool strict)
@@ -113,9 +108,7 @@ TEST(ThresholdFilter, RefusesOutputsSilentlyAndTypesWithAWarning)
         ArvoImage3D other(math::Ivec3(4, 3, 2), QVector3D(1, 1, 1), type);
         ArvoImage3D out = randomMask({4, 3, 2}, 0.5, 1);
         const ArvoImage3D before = copyOf(out);
-        Tools tools;
-        tools.setInput(&other);
-        tools.setOutput(&out);
+        Tools tools = toolsOn(&other, &out);
         const Warnings warnings;
         std::vector<std::string> expected = {NOT_IMPLEMENTED};
         EXPECT_FALSE(tools.thresholdFilterLowHigh(0, 10));
@@ -148,10 +141,7 @@ TEST(ThresholdFilterLowHigh, AgreesWithTheDefinition)
                         voxels<unsigned char>(expected)[i] = from < voxel && voxel < to;
                     }
                 });
-                Tools tools;
-                tools.setInput(&in);
-                tools.setOutput(&out);
-                EXPECT_TRUE(tools.thresholdFilterLowHigh(low, high));
+                EXPECT_TRUE(toolsOn(&in, &out).thresholdFilterLowHigh(low, high));
                 EXPECT_TRUE(sameBits(expected, out)) << low << " to " << high << ", type " << type;
             }
         }
@@ -162,17 +152,13 @@ TEST(ThresholdFilterLowHigh, UsesALargerOutputSliceBySliceAndRefusesASmallerOne)
 {
     ArvoImage3D in = volumeOf<short>({2, 1, 2}, image::Int16, {10, 11, 19, 20});
     ArvoImage3D larger = volumeOf<unsigned char>({3, 1, 3}, image::Binary, {9, 9, 9, 9, 9, 9, 9, 9, 9});
-    Tools tools;
-    tools.setInput(&in);
-    tools.setOutput(&larger);
-    EXPECT_TRUE(tools.thresholdFilterLowHigh(10, 20));
+    EXPECT_TRUE(toolsOn(&in, &larger).thresholdFilterLowHigh(10, 20));
     EXPECT_TRUE(
         sameBits(volumeOf<unsigned char>({3, 1, 3}, image::Binary, {0, 1, 9, 1, 0, 9, 9, 9, 9}), larger));
 
     ArvoImage3D smaller = randomMask({2, 1, 1}, 1.0, 1);
-    tools.setOutput(&smaller);
     const Warnings warnings;
-    EXPECT_FALSE(tools.thresholdFilterLowHigh(10, 20));
+    EXPECT_FALSE(toolsOn(&in, &smaller).thresholdFilterLowHigh(10, 20));
     EXPECT_EQ(warnings.texts(),
               std::vector<std::string>{"ArvoImageBinaryTools : the output is smaller than the input."});
 }

@@ -1,5 +1,6 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 
+#include "binary/ToolsOn.h"
 #include "NaiveLabelling.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
@@ -8,14 +9,6 @@ using namespace testing_support;
 using Tools = ArvoImageBinaryTools;
 
 namespace {
-
-Tools toolsOn(ArvoImage3D* in, ArvoImage3D* out)
-{
-    Tools tools;
-    tools.setInput(in);
-    tools.setOutput(out);
-    return tools;
-}
 
 std::vector<int> volumesOf(const naive::Labelled& parts)
 {

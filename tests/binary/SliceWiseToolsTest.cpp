@@ -1,22 +1,16 @@
 #include "arvo/binary/ArvoImageBinaryTools.h"
 
+#include "binary/ToolsOn.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 
+#include <algorithm>
 #include <cmath>
 
 using namespace testing_support;
 using Tools = ArvoImageBinaryTools;
 
 namespace {
-
-Tools toolsOn(ArvoImage3D* in, ArvoImage3D* out)
-{
-    Tools tools;
-    tools.setInput(in);
-    tools.setOutput(out);
-    return tools;
-}
 
 /// A mask of any non-zero bytes, with that share of zeros.
 ArvoImage3D holedMask(const math::Ivec3& size, image::DataType type, double holes, std::uint64_t seed)
@@ -30,26 +24,13 @@ ArvoImage3D holedMask(const math::Ivec3& size, image::DataType type, double hole
     return image;
 }
 
-/// Calls body(x, y, z, voxel) for every voxel.
-template <class Body> void forEachVoxel(ArvoImage3D& image, Body&& body)
-{
-    const math::Ivec3 size = image.imageSize();
-    auto* voxel = reinterpret_cast<unsigned char*>(image.dataPtr());
-    for (int z = 0; z < size.z; ++z) {
-        for (int y = 0; y < size.y; ++y) {
-            for (int x = 0; x < size.x; ++x)
-                body(x, y, z, *voxel++);
-        }
-    }
-}
-
 /// Clears, around every background voxel, the disc of its slice.
 ArvoImage3D naiveErosion(ArvoImage3D& in, int radius)
 {
     ArvoImage3D out = copyOf(in);
     const math::Ivec3 size = in.imageSize();
-    forEachVoxel(in, [&](int x, int y, int z, unsigned char voxel) {
-        for (int dy = -radius; voxel == 0 && dy <= radius; ++dy) {
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+        for (int dy = -radius; voxels<unsigned char>(in)[i] == 0 && dy <= radius; ++dy) {
             for (int dx = -radius; dx <= radius; ++dx) {
                 const bool isInside = x + dx >= 0 && x + dx < size.x && y + dy >= 0 && y + dy < size.y;
                 if (isInside && sqrtf(static_cast<float>(dx * dx + dy * dy)) < radius + 0.5)
@@ -64,13 +45,14 @@ ArvoImage3D naiveEdges(ArvoImage3D& in)
 {
     ArvoImage3D out = copyOf(in);
     const math::Ivec3 size = in.imageSize();
-    forEachVoxel(out, [&](int x, int y, int z, unsigned char& voxel) {
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t index) {
         bool isEdge = false;
         for (int n = 0; n < 27; ++n) {
             const int i = x + n % 3 - 1, j = y + n / 3 % 3 - 1, k = z + n / 9 - 1;
             const bool isInside = i >= 0 && i < size.x && j >= 0 && j < size.y && k >= 0 && k < size.z;
             isEdge |= isInside && in.getValue(i, j, k) == 0;
         }
+        unsigned char& voxel = voxels<unsigned char>(out)[index];
         voxel = voxel != 0 && isEdge;
     });
     return out;
@@ -116,9 +98,7 @@ TEST(ErodeZ, CutsTheCornersOfTheDisc)
     image.getAxialSlice(1)[3 * 7 + 3] = 0;
     toolsOn(&image, &image).erodeZ(2);
     EXPECT_EQ(200, image.getValue(3, 3, 0));
-    int cleared = 0;
-    forEachVoxel(image, [&](int, int, int, unsigned char voxel) { cleared += voxel == 0; });
-    EXPECT_EQ(21, cleared);
+    EXPECT_EQ(21, std::ranges::count(voxels<unsigned char>(image), 0));
     EXPECT_EQ(200, image.getValue(1, 1, 1));
     EXPECT_EQ(0, image.getValue(1, 2, 1));
 }
@@ -129,8 +109,8 @@ TEST(ErodeZ, TakesARadiusFarBeyondTheSlice)
     image.getAxialSlice(1)[0] = 0;
     const ArvoImage3D before = copyOf(image);
     toolsOn(&image, &image).erodeZ(2000000000);
-    forEachVoxel(image, [&](int x, int y, int z, unsigned char voxel) {
-        EXPECT_EQ(z == 1 ? 0 : before.getValue(x, y, z), voxel);
+    forEachVoxel(image.imageSize(), [&](int x, int y, int z, std::size_t) {
+        EXPECT_EQ(z == 1 ? 0 : before.getValue(x, y, z), image.getValue(x, y, z));
     });
 }
 

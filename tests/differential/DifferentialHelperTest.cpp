@@ -2,6 +2,7 @@
 
 #include "NaiveDifferences.h"
 
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -9,9 +10,6 @@
 using namespace testing_support;
 
 namespace {
-
-const std::atomic<bool> notCancelled{false};
-const std::atomic<bool> cancelled{true};
 
 TEST(ClampedCrossIndex, ClampsAtEachBorder)
 {

@@ -7,6 +7,7 @@
 #include "arvo/platform/threading/ThreadCount.h"
 #include "arvo/platform/threading/ThreadProgress.h"
 
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -17,9 +18,6 @@
 using namespace testing_support;
 
 namespace {
-
-const std::atomic<bool> notCancelled{false};
-const std::atomic<bool> cancelled{true};
 
 using Field = std::unique_ptr<ThreeImages3D>;
 

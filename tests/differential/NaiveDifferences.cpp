@@ -38,14 +38,9 @@ ArvoImage3D volume(const ArvoImage3D& geometry, const std::function<float(const 
 {
     ArvoImage3D result;
     result.createFrom(&geometry, image::Float32);
-    float* next = reinterpret_cast<float*>(result.dataPtr());
-    const math::Ivec3 size = geometry.imageSize();
-    for (int z = 0; z < size.z; ++z) {
-        for (int y = 0; y < size.y; ++y) {
-            for (int x = 0; x < size.x; ++x)
-                *next++ = z >= first && z <= last ? value({x, y, z}) : unset;
-        }
-    }
+    testing_support::forEachVoxel(geometry.imageSize(), [&](int x, int y, int z, std::size_t i) {
+        testing_support::voxels<float>(result)[i] = z >= first && z <= last ? value({x, y, z}) : unset;
+    });
     return result;
 }
 

@@ -135,10 +135,9 @@ ArvoImage3D boxes(const math::Ivec3& size, image::DataType type, std::uint64_t s
             extent(below(9), below(9), below(5));
         const int value = threshold + below(40) - 3;
         std::vector<math::Ivec3> list;
-        for (int z = 0; z < extent.z; ++z)
-            for (int y = 0; y < extent.y; ++y)
-                for (int x = 0; x < extent.x; ++x)
-                    list.push_back({from.x + x, from.y + y, from.z + z});
+        forEachVoxel(extent, [&](int x, int y, int z, std::size_t) {
+            list.push_back({from.x + x, from.y + y, from.z + z});
+        });
         image.changeVoxelValues(list, value);
     }
     return image;

@@ -4,6 +4,8 @@
 #include "arvo/frame/RoundToVoxel.h"
 #include "arvo/platform/threading/ThreadCount.h"
 
+#include "support/CancelFlags.h"
+#include "support/FloatToVoxel.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -15,7 +17,6 @@ using namespace testing_support;
 
 namespace {
 
-const std::atomic<bool> notCancelled{false};
 const std::vector<image::DataType> smoothedTypes = {image::UInt16, image::Int16, image::UInt8,
                                                     image::Float32};
 
@@ -31,11 +32,7 @@ const std::vector<Setting> settings = {{{3, 3, 3}, {2.0f, 2.0f, 2.0f}},
 
 template <class T> T stored(float value)
 {
-    if constexpr (std::is_same_v<T, float>)
-        return value;
-    const double rounded = std::round(static_cast<double>(value));
-    const bool fits = rounded >= -2147483648.0 && rounded < 2147483648.0;
-    return static_cast<T>(fits ? static_cast<long long>(rounded) : -2147483648ll);
+    return storedAs<T>(std::is_same_v<T, float> ? value : std::round(static_cast<double>(value)));
 }
 
 /// One axis of the current algorithm on a whole volume of floats.
@@ -54,21 +51,16 @@ std::vector<float> alongAxis(const std::vector<float>& in, const math::Ivec3& si
             tap /= sum;
     }
     std::vector<float> out;
-    for (int z = 0; z < size.z; ++z) {
-        for (int y = 0; y < size.y; ++y) {
-            for (int x = 0; x < size.x; ++x) {
-                float sum = 0.0f;
-                for (int d = -radius; d <= radius; ++d) {
-                    std::array<int, 3> p = {x, y, z};
-                    int& moved = p[static_cast<std::size_t>(axis)];
-                    moved = std::clamp(moved + d, 0, size[axis] - 1);
-                    const auto i = static_cast<std::size_t>((p[2] * size.y + p[1]) * size.x + p[0]);
-                    sum += taps[static_cast<std::size_t>(d + radius)] * in[i];
-                }
-                out.push_back(sum);
-            }
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t) {
+        float sum = 0.0f;
+        for (int d = -radius; d <= radius; ++d) {
+            math::Ivec3 p(x, y, z);
+            p[axis] = std::clamp(p[axis] + d, 0, size[axis] - 1);
+            sum += taps[static_cast<std::size_t>(d + radius)] *
+                   in[static_cast<std::size_t>((p.z * size.y + p.y) * size.x + p.x)];
         }
-    }
+        out.push_back(sum);
+    });
     return out;
 }
 
@@ -209,7 +201,6 @@ TEST(ArvoImageGaussianSmooth, LegacyAgreesWithTheDefinition)
 
 TEST(ArvoImageGaussianSmooth, TheFlagCompletesTheCurrentRunAndStopsTheLegacyOne)
 {
-    const std::atomic<bool> cancelled{true};
     const ArvoImage3D in = randomVolume({7, 6, 5}, image::Int16, 1);
     ArvoImage3D out = outputFor(in);
     EXPECT_FALSE(smooth(in, out, settings[0], Current, cancelled));

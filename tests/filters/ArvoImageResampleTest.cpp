@@ -164,12 +164,9 @@ TEST(ArvoImageResample, EqualGridsCopyAllButTheLastVoxels)
         voxels<short>(in)[static_cast<std::size_t>(i)] = static_cast<short>(i + 1);
     ArvoImage3D out = outputOf({{6, 5, 4}, {0.5f, 2.0f, 1.0f}, {}}, image::Int16);
     EXPECT_TRUE(resample(in, out));
-    for (int z = 0; z < 4; ++z) {
-        for (int y = 0; y < 5; ++y) {
-            for (int x = 0; x < 6; ++x)
-                EXPECT_EQ(out.getValue(x, y, z), x < 5 && y < 4 && z < 3 ? in.getValue(x, y, z) : 0);
-        }
-    }
+    forEachVoxel({6, 5, 4}, [&](int x, int y, int z, std::size_t) {
+        EXPECT_EQ(out.getValue(x, y, z), x < 5 && y < 4 && z < 3 ? in.getValue(x, y, z) : 0);
+    });
 }
 
 TEST(ArvoImageResample, ARowThatEndsInsideTheInputIsNotOverrun)

@@ -1,5 +1,7 @@
 #include "arvo/filters/ArvoImageSubsample.h"
 
+#include "support/CancelFlags.h"
+#include "support/FloatToVoxel.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -9,7 +11,6 @@ using Method = ArvoImageSubsample::SubsampleMethod;
 
 namespace {
 
-const std::atomic<bool> notCancelled{false};
 const std::vector<Method> methods = {ArvoImageSubsample::Fast, ArvoImageSubsample::Average,
                                      ArvoImageSubsample::Interpolated, ArvoImageSubsample::Max};
 const std::vector<math::Ivec3> factors = {{2, 2, 2}, {1, 3, 2}, {3, 1, 1}, {4, 2, 5}, {7, 4, 1}};
@@ -24,13 +25,6 @@ bool subsample(const ArvoImage3D& in, ArvoImage3D& out, Method method, const mat
     return operation.execute(method, cancel);
 }
 
-template <class T> T stored(double value)
-{
-    if constexpr (std::is_same_v<T, float>)
-        return static_cast<float>(value);
-    return static_cast<T>(static_cast<long long>(value));
-}
-
 template <class T>
 T voxelOfBlock(const ArvoImage3D& in, Method method, const math::Ivec3& f, int x, int y, int z)
 {
@@ -42,10 +36,8 @@ T voxelOfBlock(const ArvoImage3D& in, Method method, const math::Ivec3& f, int x
     if (method == ArvoImageSubsample::Fast)
         return first;
     if (method == ArvoImageSubsample::Interpolated) {
-        const bool fits = first >= T(-2147483648.0f) || !std::is_same_v<T, float>;
-        const double sample =
-            fits && double(first) < 2147483648.0 ? double(static_cast<long long>(first)) : -2147483648.0;
-        return std::is_same_v<T, float> ? T(float(sample) + 0.5f) : stored<T>(sample + 0.5);
+        const double sample = truncated(double(first));
+        return std::is_same_v<T, float> ? T(float(sample) + 0.5f) : storedAs<T>(sample + 0.5);
     }
     double sum = 0.0, maximum = std::numeric_limits<double>::lowest();
     int count = 0;
@@ -59,7 +51,7 @@ T voxelOfBlock(const ArvoImage3D& in, Method method, const math::Ivec3& f, int x
             }
         }
     }
-    return stored<T>(method == ArvoImageSubsample::Max ? maximum : sum / count);
+    return storedAs<T>(method == ArvoImageSubsample::Max ? maximum : sum / count);
 }
 
 ArvoImage3D expectedOf(const ArvoImage3D& in, Method method, const math::Ivec3& f)
@@ -76,13 +68,9 @@ ArvoImage3D expectedOf(const ArvoImage3D& in, Method method, const math::Ivec3& 
     ArvoImage3D out(size.data(), voxelSize.data(), in.dataType());
     withType(in.dataType(), [&](auto element) {
         using T = typename decltype(element)::type;
-        std::size_t i = 0;
-        for (int z = 0; z < size[2]; ++z) {
-            for (int y = 0; y < size[1]; ++y) {
-                for (int x = 0; x < size[0]; ++x)
-                    voxels<T>(out)[i++] = voxelOfBlock<T>(in, method, f, x, y, z);
-            }
-        }
+        forEachVoxel(out.imageSize(), [&](int x, int y, int z, std::size_t i) {
+            voxels<T>(out)[i] = voxelOfBlock<T>(in, method, f, x, y, z);
+        });
     });
     return out;
 }
@@ -116,7 +104,6 @@ TEST(ArvoImageSubsample, SumsLargeBlocksWithoutOverflow)
 
 TEST(ArvoImageSubsample, FactorsOfOneCopy)
 {
-    const std::atomic<bool> cancelled{true};
     for (const image::DataType type : {image::UInt16, image::Int16, image::UInt8, image::Float32}) {
         const ArvoImage3D in = randomVolume({7, 5, 3}, type, 1, Fill::Extremes);
         for (const Method method : methods) {
@@ -147,7 +134,6 @@ TEST(ArvoImageSubsample, KeepsItsOddities)
 
 TEST(ArvoImageSubsample, ARaisedFlagLeavesTheFirstSlice)
 {
-    const std::atomic<bool> cancelled{true};
     const ArvoImage3D in = randomVolume({8, 6, 6}, image::Int16, 1);
     for (const Method method : methods) {
         ArvoImage3D out, expected = expectedOf(in, method, {2, 2, 2});

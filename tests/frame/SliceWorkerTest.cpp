@@ -1,9 +1,13 @@
 #include "arvo/frame/SliceWorkerCalculation.h"
 #include "arvo/platform/threading/ThreadCount.h"
 
+#include "support/CancelFlags.h"
+
 #include <gtest/gtest.h>
 
 #include <new>
+
+using namespace testing_support;
 
 namespace {
 
@@ -68,8 +72,6 @@ public:
     Outcome oddOutcome = Outcome::Failure;
 };
 
-const std::atomic<bool> notCancelled{false};
-
 TEST(SliceWorkerCalculation, GivesEverySliceToOneWorker)
 {
     for (const int slices : {0, 1, 2, 3, 10, 17}) {
@@ -117,8 +119,7 @@ TEST(SliceWorker, HasAFlagOfItsOwnUntilItIsStarted)
     MarkingWorker worker(marks, Outcome::Success);
     EXPECT_FALSE(worker.getCancelFlag().load());
     EXPECT_FALSE(worker.isSuccessful());
-    const std::atomic<bool> raised{true};
-    worker.startWithCancel(&raised);
+    worker.startWithCancel(&cancelled);
     worker.waitUntilDone();
     EXPECT_TRUE(worker.getCancelFlag().load());
     EXPECT_TRUE(worker.isSuccessful());

@@ -77,17 +77,15 @@ ArvoImage3D mergedByDefinition(const std::vector<Container>& containers)
     for (const Container& container : containers) {
         const ArvoImage3D& in = *container->getImage();
         const QVector3D shift = container->getBottomLeft() - low;
-        for (int z = 0; z < in.imageSize().z; ++z)
-            for (int y = 0; y < in.imageSize().y; ++y)
-                for (int x = 0; x < in.imageSize().x; ++x) {
-                    const int outX = x + rounded(shift.x(), v.x());
-                    const int outY = y + rounded(shift.y(), v.y());
-                    const int outZ = z + rounded(shift.z(), v.z());
-                    if (outX >= size.x || outY >= size.y || outZ >= size.z)
-                        continue;
-                    float& voxel = values[(outZ * size.y + outY) * size.x + outX];
-                    voxel = std::min(voxel, in.getFloatValue(x, y, z));
-                }
+        forEachVoxel(in.imageSize(), [&](int x, int y, int z, std::size_t) {
+            const int outX = x + rounded(shift.x(), v.x());
+            const int outY = y + rounded(shift.y(), v.y());
+            const int outZ = z + rounded(shift.z(), v.z());
+            if (outX >= size.x || outY >= size.y || outZ >= size.z)
+                return;
+            float& voxel = values[(outZ * size.y + outY) * size.x + outX];
+            voxel = std::min(voxel, in.getFloatValue(x, y, z));
+        });
     }
     return out;
 }

@@ -36,11 +36,10 @@ QMatrix4x4 indexToWorld(const QVector3D& spacing)
 template <class T, class IsInside> void setWhere(ArvoImage3D& image, T value, const IsInside& isInside)
 {
     const math::Ivec3 size = image.imageSize();
-    for (int z = 0; z < size.z; ++z)
-        for (int y = 0; y < size.y; ++y)
-            for (int x = 0; x < size.x; ++x)
-                if (isInside(x, y, z))
-                    reinterpret_cast<T*>(image.getAxialSlice(z))[y * size.x + x] = value;
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t) {
+        if (isInside(x, y, z))
+            reinterpret_cast<T*>(image.getAxialSlice(z))[y * size.x + x] = value;
+    });
 }
 
 void setInsideBoxByDefinition(ArvoImage3D& image, const OrientedBoundingBox& box)

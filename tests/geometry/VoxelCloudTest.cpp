@@ -31,14 +31,12 @@ Cloud cloudOf(const ArvoImage3D& image, int threshold)
 {
     Cloud cloud;
     std::array<double, 3> sums{};
-    const math::Ivec3 size = image.imageSize();
-    for (int z = 0; z < size.z; ++z)
-        for (int y = 0; y < size.y; ++y)
-            for (int x = 0; x < size.x; ++x)
-                if (image.getValue(x, y, z) > threshold) {
-                    cloud.voxels.emplace_back(x, y, z);
-                    sums = {sums[0] + x, sums[1] + y, sums[2] + z};
-                }
+    forEachVoxel(image.imageSize(), [&](int x, int y, int z, std::size_t) {
+        if (image.getValue(x, y, z) > threshold) {
+            cloud.voxels.emplace_back(x, y, z);
+            sums = {sums[0] + x, sums[1] + y, sums[2] + z};
+        }
+    });
     const QVector3D spacing = image.voxelSize();
     for (int k = 0; k < 3 && !cloud.voxels.empty(); ++k) {
         const auto axis = static_cast<std::size_t>(k);

@@ -62,6 +62,18 @@ template <class T> std::span<const T> voxels(const ArvoImage3D& image)
 
 ArvoImage3D copyOf(const ArvoImage3D& image);
 
+/// Calls body(x, y, z, index) for every voxel, x fastest.
+template <class Body> void forEachVoxel(const math::Ivec3& size, Body&& body)
+{
+    std::size_t index = 0;
+    for (int z = 0; z < size.z; ++z) {
+        for (int y = 0; y < size.y; ++y) {
+            for (int x = 0; x < size.x; ++x)
+                body(x, y, z, index++);
+        }
+    }
+}
+
 /// Calls body(size, type, seed) for all sizes, the given types and two seeds.
 template <class Body> void forEachCase(const std::vector<image::DataType>& types, Body&& body)
 {

@@ -1,5 +1,6 @@
 #include "arvo/voxelops/ArvoImage3DConvertor.h"
 
+#include "support/FloatToVoxel.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -18,9 +19,7 @@ const std::vector<image::DataType> sources = {image::UInt16, image::Int16,   ima
 template <class From> short naiveShort(From value, int factor)
 {
     if constexpr (std::is_same_v<From, float>) {
-        const double rounded = ::roundf(static_cast<float>(factor) * value);
-        const bool fits = rounded >= -2147483648.0 && rounded < 2147483648.0;
-        return static_cast<short>(fits ? static_cast<std::int32_t>(rounded) : INT32_MIN);
+        return storedAs<short>(::roundf(static_cast<float>(factor) * value));
     } else {
         return static_cast<short>(static_cast<std::int64_t>(value) * factor);
     }

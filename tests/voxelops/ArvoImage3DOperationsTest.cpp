@@ -1,5 +1,6 @@
 #include "arvo/voxelops/ArvoImage3DOperations.h"
 
+#include "support/FloatToVoxel.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -25,12 +26,6 @@ template <class Body> void withIntegerType(image::DataType type, Body&& body)
     image::withElementType(type, image::IntegerTypes{}, nullptr, [&](auto element) { body(element); });
 }
 
-/// What the processor's conversion gives for a number of any size.
-std::int32_t naiveTruncation(double value)
-{
-    return value > -2147483649.0 && value < 2147483648.0 ? static_cast<std::int32_t>(value) : INT32_MIN;
-}
-
 struct TwoVolumeOperation {
     const char* name;
     void (*run)(ArvoImage3D& a, ArvoImage3D& b);
@@ -48,14 +43,6 @@ const TwoVolumeOperation twoVolumeOperations[] = {
      [](double a, double b) { return b > a ? b : a; }},
 };
 
-template <class T> T stored(double value)
-{
-    if constexpr (std::is_floating_point_v<T>)
-        return static_cast<T>(value);
-    else
-        return static_cast<T>(static_cast<std::int64_t>(value));
-}
-
 TEST(TwoVolumes, AgreeWithTheDefinition)
 {
     for (const TwoVolumeOperation& operation : twoVolumeOperations) {
@@ -69,7 +56,8 @@ TEST(TwoVolumes, AgreeWithTheDefinition)
                     using T = typename decltype(element)::type;
                     // The sum of two floats rounded to double and then to float is the float sum.
                     for (std::size_t i = 0; i < voxels<T>(expected).size(); ++i)
-                        voxels<T>(expected)[i] = stored<T>(operation.naive(voxels<T>(a)[i], voxels<T>(b)[i]));
+                        voxels<T>(expected)[i] =
+                            storedAs<T>(operation.naive(voxels<T>(a)[i], voxels<T>(b)[i]));
                 });
                 a.getValueRange();
                 operation.run(a, b);
@@ -169,7 +157,7 @@ TEST(ClipAndRescale, AgreesWithTheDefinitionForEveryValue)
                 for (T& v : voxels<T>(expected)) {
                     const double mapped = (double(v) - w.lowIn) * scale + w.lowOut;
                     const bool isInside = w.lowIn <= v && v <= w.highIn;
-                    v = static_cast<T>(isInside ? naiveTruncation(mapped) : w.outside);
+                    v = static_cast<T>(isInside ? truncated(mapped) : w.outside);
                 }
             });
             Operations::clipAndRescale(&image, w.lowIn, w.highIn, w.lowOut, w.highOut, w.outside);
@@ -275,7 +263,7 @@ template <class T> std::array<int, 6> naiveBox(const ArvoImage3D& image, int thr
 {
     const math::Ivec3 size = image.imageSize();
     const QVector3D s = image.voxelSize();
-    const int minCount = naiveTruncation(float(minVolume) / (s.x() * s.y() * s.z()));
+    const int minCount = truncated(float(minVolume) / (s.x() * s.y() * s.z()));
     std::array<int, 6> box = {-1, -1, -1, -1, -1, -1};
     std::size_t i = 0;
     for (int z = 0; z < size.z; ++z) {

@@ -4,6 +4,7 @@
 #include "arvo/voxelops/CalculateVolume.h"
 #include "arvo/voxelops/FloatedBinnedHistogram.h"
 #include "arvo/voxelops/OtsuThreshold.h"
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/Warnings.h"
 
@@ -17,9 +18,6 @@ using namespace testing_support;
 using image3d::FloatedBinnedHistogram;
 
 namespace {
-
-const std::atomic<bool> never{false};
-const std::atomic<bool> raised{true};
 
 std::map<float, int> naiveBins(const ArvoImage3D& image, double min, double max, std::uint64_t bins)
 {
@@ -156,10 +154,10 @@ TEST(Otsu, AgreesWithTheDefinition)
                         expected = naiveOtsu(counts, 2.2250738585072014e-308);
                     }
                 });
-                const auto threshold = OtsuThreshold::calculate(image, never);
+                const auto threshold = OtsuThreshold::calculate(image, notCancelled);
                 ASSERT_TRUE(threshold.has_value());
                 EXPECT_EQ(*threshold, expected) << describe(size, type, 6);
-                EXPECT_FALSE(OtsuThreshold::calculate(image, raised).has_value());
+                EXPECT_FALSE(OtsuThreshold::calculate(image, cancelled).has_value());
             }
         }
     }
@@ -168,11 +166,14 @@ TEST(Otsu, AgreesWithTheDefinition)
 TEST(Otsu, ByHand)
 {
     const ArvoImage3D twoValues = volumeOf<short>({5, 1, 1}, image::Int16, {-7, 40, 40, -7, 40});
-    EXPECT_EQ(OtsuThreshold::calculate(twoValues, never), -7.0f);
-    EXPECT_EQ(OtsuThreshold::calculate(volumeOf<short>({2, 1, 1}, image::Int16, {9, 9}), never), 0.0f);
-    EXPECT_EQ(OtsuThreshold::calculate(volumeOf<float>({2, 1, 1}, image::Float32, {9, 9}), never), 0.0f);
-    EXPECT_FALSE(OtsuThreshold::calculate(ArvoImage3D({3, 3, 0}, QVector3D(1, 1, 1), image::Int16), never));
-    EXPECT_FALSE(OtsuThreshold::calculate(volumeOf<float>({2, 1, 1}, image::Float32, {NAN, NAN}), never));
+    EXPECT_EQ(OtsuThreshold::calculate(twoValues, notCancelled), -7.0f);
+    EXPECT_EQ(OtsuThreshold::calculate(volumeOf<short>({2, 1, 1}, image::Int16, {9, 9}), notCancelled), 0.0f);
+    EXPECT_EQ(OtsuThreshold::calculate(volumeOf<float>({2, 1, 1}, image::Float32, {9, 9}), notCancelled),
+              0.0f);
+    EXPECT_FALSE(
+        OtsuThreshold::calculate(ArvoImage3D({3, 3, 0}, QVector3D(1, 1, 1), image::Int16), notCancelled));
+    EXPECT_FALSE(
+        OtsuThreshold::calculate(volumeOf<float>({2, 1, 1}, image::Float32, {NAN, NAN}), notCancelled));
 }
 
 /// A volume whose value is 10 x + 0.9, spacing 2 along x.
@@ -205,7 +206,7 @@ TEST(SurfaceHistogram, SamplesAlongTheNormal)
         calculation.setSurface(points, normals, 2);
         calculation.setNumberOfSteps(steps);
         calculation.setStepSize(2.0f);
-        calculation.execute(never);
+        calculation.execute(notCancelled);
         EXPECT_TRUE(calculation.isSuccess());
         const std::unique_ptr<Histogram> histogram(calculation.getHistogram());
         const QMap<int, int> counts = histogram->getHistogram();
@@ -222,7 +223,7 @@ TEST(SurfaceHistogram, TruncatesTowardZeroAndCountsEverySample)
     calculation.setImage(&image);
     calculation.setSurface(points.data(), points.data(), 10);
     calculation.setNumberOfSteps(3);
-    calculation.execute(never);
+    calculation.execute(notCancelled);
     const std::unique_ptr<Histogram> histogram(calculation.getHistogram());
     EXPECT_EQ(histogram->getHistogram(), (QMap<int, int>{{-1, 30}}));
 }
@@ -238,28 +239,28 @@ TEST(SurfaceHistogram, LeavesItsResultsToTheCaller)
     calculation.setSurface(point, point, 1);
     calculation.setNumberOfSteps(1);
     calculation.setInformationMap(&information);
-    calculation.execute(raised);
+    calculation.execute(cancelled);
     EXPECT_FALSE(calculation.isSuccess());
-    const std::unique_ptr<Histogram> cancelled(calculation.getHistogram());
-    EXPECT_TRUE(cancelled->getHistogram().isEmpty());
+    const std::unique_ptr<Histogram> partial(calculation.getHistogram());
+    EXPECT_TRUE(partial->getHistogram().isEmpty());
 
     CalculateSurfaceHistogram copy(calculation);
     EXPECT_EQ(copy.getHistogram(), nullptr);
-    copy.execute(never);
+    copy.execute(notCancelled);
     const std::unique_ptr<Histogram> taken(copy.getHistogram());
     EXPECT_EQ(taken->getHistogram(), (QMap<int, int>{{10, 1}}));
 
     Warnings warnings;
     copy.setSurface(nullptr, point, 1);
-    copy.execute(never);
+    copy.execute(notCancelled);
     EXPECT_FALSE(copy.isSuccess());
     copy.setSurface(nullptr, nullptr, 0);
-    copy.execute(never);
+    copy.execute(notCancelled);
     EXPECT_TRUE(copy.isSuccess());
     const std::unique_ptr<Histogram> empty(copy.getHistogram());
     EXPECT_TRUE(empty->getHistogram().isEmpty());
     copy.setImage(nullptr);
-    copy.execute(never);
+    copy.execute(notCancelled);
     EXPECT_FALSE(copy.isSuccess());
     EXPECT_EQ(warnings.texts().size(), 2u);
 }

@@ -3,6 +3,8 @@
 #include "arvo/platform/threading/ThreadCount.h"
 #include "arvo/voxelops/Image3DReplaceVoxelsHelper.h"
 
+#include "support/CancelFlags.h"
+#include "support/FloatToVoxel.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -13,8 +15,6 @@ using namespace testing_support;
 
 namespace {
 
-const std::atomic<bool> notCancelled{false};
-
 bool replace(ArvoImage3D& image, ArvoImage3D& mask, float value,
              const std::atomic<bool>& cancel = notCancelled)
 {
@@ -24,15 +24,6 @@ bool replace(ArvoImage3D& image, ArvoImage3D& mask, float value,
     operation.setReplaceValue(value);
     operation.execute(cancel);
     return operation.isSuccess();
-}
-
-/// 32-bit truncation, out of range as the smallest int; then the low bits.
-template <class T> T converted(float value)
-{
-    if constexpr (std::is_same_v<T, float>)
-        return value;
-    const bool fits = value > -2147483904.0f && value < 2147483648.0f;
-    return static_cast<T>(fits ? static_cast<long long>(value) : -2147483648ll);
 }
 
 TEST(Image3DReplaceVoxels, AgreesWithTheDefinition)
@@ -47,7 +38,7 @@ TEST(Image3DReplaceVoxels, AgreesWithTheDefinition)
                 using T = typename decltype(element)::type;
                 for (std::size_t i = 0; i < voxels<T>(expected).size(); ++i) {
                     if (voxels<unsigned char>(mask)[i] == 1)
-                        voxels<T>(expected)[i] = converted<T>(value);
+                        voxels<T>(expected)[i] = storedAs<T>(value);
                 }
             });
             EXPECT_TRUE(replace(image, mask, value));
@@ -59,7 +50,6 @@ TEST(Image3DReplaceVoxels, AgreesWithTheDefinition)
 
 TEST(Image3DReplaceVoxels, ARaisedFlagLetsOneVoxelOfEachWorkerThrough)
 {
-    const std::atomic<bool> cancel{true};
     for (const int limit : {1, 2}) {
         threading::setThreadLimit(limit);
         ArvoImage3D image = randomVolume({5, 4, 6}, image::Int16, 1);
@@ -68,7 +58,7 @@ TEST(Image3DReplaceVoxels, ARaisedFlagLetsOneVoxelOfEachWorkerThrough)
         const auto [workers, slices] = threading::calculateNumThreads(6);
         for (int i = 0; i < workers; ++i)
             voxels<short>(expected)[static_cast<std::size_t>(i * slices * 20)] = 7;
-        EXPECT_FALSE(replace(image, mask, 7.0f, cancel));
+        EXPECT_FALSE(replace(image, mask, 7.0f, cancelled));
         EXPECT_TRUE(sameBits(expected, image));
     }
     threading::setThreadLimit(0);
@@ -164,8 +154,8 @@ TEST(Image3DReplaceVoxels, RefusesBadCalls)
 TEST(Image3DReplaceVoxelsHelper, AnEmptyRangeSucceeds)
 {
     ArvoImage3D image = randomVolume({4, 3, 2}, image::UInt8, 1);
-    const std::atomic<bool> cancel{true};
-    EXPECT_TRUE(Image3DReplaceVoxelsHelper<unsigned char>::replaceVoxels(image, image, 1.0f, 2, 1, cancel));
+    EXPECT_TRUE(
+        Image3DReplaceVoxelsHelper<unsigned char>::replaceVoxels(image, image, 1.0f, 2, 1, cancelled));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "arvo/platform/threading/ThreadCount.h"
 #include "arvo/voxelops/Image3DSortHelper.h"
+#include "support/CancelFlags.h"
 #include "support/RandomVolume.h"
 #include "support/SameBits.h"
 #include "support/Warnings.h"
@@ -18,7 +19,6 @@ namespace {
 using Method = Image3DStatisticsMethod;
 using Texts = std::vector<std::string>;
 
-const std::atomic<bool> never{false};
 constexpr auto MethodWithoutName = static_cast<Method::Method>(4);
 
 struct ThreadLimit {
@@ -31,7 +31,7 @@ struct Result {
     double value;
 };
 
-Result compute(ArvoImage3D& image, Method::Method method, const std::atomic<bool>& cancel = never)
+Result compute(ArvoImage3D& image, Method::Method method, const std::atomic<bool>& cancel = notCancelled)
 {
     Image3DStatistics statistics(method);
     statistics.setInputImage(&image);
@@ -225,7 +225,7 @@ TEST(Statistics, WarnAsDescribed)
     }
     Warnings warnings;
     Image3DStatistics withoutImage(Method::Mean);
-    withoutImage.execute(never);
+    withoutImage.execute(notCancelled);
     EXPECT_FALSE(withoutImage.isSuccess());
     EXPECT_EQ(warnings.texts(), Texts{"Image3DStatistics : no valid input image."});
 }
@@ -233,16 +233,15 @@ TEST(Statistics, WarnAsDescribed)
 TEST(Statistics, FailWhenTheFlagIsUpAndForgetTheValueOfTheRunBefore)
 {
     ArvoImage3D image = randomVolume({13, 11, 9}, image::Float32, 1);
-    const std::atomic<bool> raised{true};
     for (const int method : {0, 1, 2, 3, 4}) {
         Warnings warnings;
         Image3DStatistics statistics(static_cast<Method::Method>(method));
         statistics.setInputImage(&image);
-        statistics.execute(never);
+        statistics.execute(notCancelled);
         EXPECT_TRUE(statistics.isSuccess());
         Image3DStatistics copy(statistics);
         EXPECT_EQ(copy.getValue(), statistics.getValue());
-        statistics.execute(raised);
+        statistics.execute(cancelled);
         EXPECT_FALSE(statistics.isSuccess());
         EXPECT_EQ(statistics.getValue(), 0.0);
     }
@@ -288,15 +287,16 @@ template <class T> void expectSortedLists(const math::Ivec3& size, image::DataTy
     };
     const int last = size.z - 1;
     const std::string what = describe(size, type, 4);
-    EXPECT_TRUE(same(expected(Helper::sortAll), Helper::calculateSortedValues(image, first, last, never)))
+    EXPECT_TRUE(
+        same(expected(Helper::sortAll), Helper::calculateSortedValues(image, first, last, notCancelled)))
         << what;
     EXPECT_TRUE(same(expected(Helper::sortWhenNonZero),
-                     Helper::calculateNonZeroSortedValues(image, first, last, never)))
+                     Helper::calculateNonZeroSortedValues(image, first, last, notCancelled)))
         << what;
-    EXPECT_TRUE(
-        same(expected(isSmall<T>), Helper::sortVoxelsInStdVector(image, first, last, isSmall<T>, never)))
+    EXPECT_TRUE(same(expected(isSmall<T>),
+                     Helper::sortVoxelsInStdVector(image, first, last, isSmall<T>, notCancelled)))
         << what;
-    EXPECT_TRUE(Helper::calculateSortedValues(image, 1, 0, never).empty());
+    EXPECT_TRUE(Helper::calculateSortedValues(image, 1, 0, notCancelled).empty());
     EXPECT_TRUE(Helper::calculateSortedValues(image, first, last, std::atomic<bool>(true)).empty());
 }
 
