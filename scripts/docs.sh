@@ -8,7 +8,7 @@ source scripts/packages.sh
 scripts/install-dependencies.sh "${BUILD_PACKAGES[@]}" doxygen
 cmake --preset docs
 if ! cmake --build --preset docs --target docs; then
-  cat build/docs/docs-warnings.txt 2>/dev/null || true
+  cat build/docs/docs-warnings.txt >&2 2>/dev/null || true
   exit 1
 fi
 echo "build/docs/html/index.html"
