@@ -29,7 +29,6 @@ constexpr Block setOf(bool (*holds)(int dx, int dy, int dz))
     return set;
 }
 
-constexpr int CENTRE = 13;
 constexpr Block NEIGHBOURS = setOf([](int dx, int dy, int dz) { return dx != 0 || dy != 0 || dz != 0; });
 constexpr Block FACES = setOf([](int dx, int dy, int dz) { return dx * dx + dy * dy + dz * dz == 1; });
 constexpr Block NOT_FIRST_X = setOf([](int dx, int, int) { return dx != -1; });
