@@ -79,7 +79,7 @@ ARVO_VECTOR_CLONES void findPeaks(const frame::TrilinearSampler<T>& sampler, Ray
             const bool isActive = rays.active[i] != 0;
             const float threshold = state.previous[i] + TOLERANCE;
             const bool isPeak = isActive & (threshold >= sample[i]) & (threshold >= state.beforePrevious[i]);
-            state.largest[i] = isActive & (sample[i] > state.largest[i]) ? sample[i] : state.largest[i];
+            state.largest[i] = (isActive & (sample[i] > state.largest[i])) ? sample[i] : state.largest[i];
             state.sum[i] = isPeak ? state.sum[i] + (rays.t[i] - 1.0f) : state.sum[i];
             state.count[i] += isPeak;
             state.beforePrevious[i] = isActive ? state.previous[i] : state.beforePrevious[i];
