@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <vector>
 
 namespace {
@@ -54,7 +55,7 @@ void squaresAllSet(const frame::VolumeView<const unsigned char>& in, std::ptrdif
 } // namespace
 
 void ArvoImageBinaryTools::edgeDetection()
-{
+try {
     if (!m_input || !m_output || m_input->dataType() != image::Binary ||
         m_output->dataType() != image::Binary) {
         frame::refuse("Edge detection: The images are not valid");
@@ -83,4 +84,6 @@ void ArvoImageBinaryTools::edgeDetection()
                    in.sliceCount());
     }
     m_output->editFinished();
+} catch (const std::bad_alloc&) {
+    frame::refuse("ArvoImageBinaryTools : out of memory.");
 }

@@ -1,4 +1,5 @@
 #include "arvo/binary/Image3DBoundary.h"
+#include "arvo/frame/CallChecks.h"
 
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ArvoImage3D.h"
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -60,7 +62,7 @@ bool Image3DBoundary::checkValidInputImage(const ArvoImage3D* image)
 }
 
 void Image3DBoundary::execute(const std::atomic<bool>& cancel)
-{
+try {
     reset();
     if (!checkValidInputImage(m_input))
         return;
@@ -70,6 +72,8 @@ void Image3DBoundary::execute(const std::atomic<bool>& cancel)
     if (m_progress)
         m_progress->advance();
     m_success = !cancel.load() && m_boundaryImage->isValid();
+} catch (const std::bad_alloc&) {
+    m_success = frame::refuse("Image3DBoundary : out of memory.");
 }
 
 ArvoImage3D* Image3DBoundary::takeBoundaryImage()

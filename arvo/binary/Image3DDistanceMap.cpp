@@ -1,4 +1,5 @@
 #include "arvo/binary/Image3DDistanceMap.h"
+#include "arvo/frame/CallChecks.h"
 
 #include "arvo/binary/ChessboardSweep.h"
 #include "arvo/binary/Image3DBoundary.h"
@@ -7,6 +8,7 @@
 #include "arvo/platform/threading/ThreadProgress.h"
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -53,7 +55,7 @@ bool Image3DDistanceMap::checkValidInputImage(const ArvoImage3D* image)
 }
 
 void Image3DDistanceMap::execute(const std::atomic<bool>& cancel)
-{
+try {
     reset();
     if (!checkValidInputImage(m_input))
         return;
@@ -62,6 +64,8 @@ void Image3DDistanceMap::execute(const std::atomic<bool>& cancel)
         m_progress->setTotal(isSigned ? SIGNED_STAGES : UNSIGNED_STAGES);
     m_distanceImage = isSigned ? signedDistance(cancel) : unsignedDistance(cancel);
     m_success = m_distanceImage != nullptr;
+} catch (const std::bad_alloc&) {
+    m_success = frame::refuse("Image3DDistanceMap : out of memory.");
 }
 
 ArvoImage3D* Image3DDistanceMap::takeDistanceImage()

@@ -136,17 +136,19 @@ try {
 }
 
 ArvoImage3D* Image3DHoleClosing::createEmptyOutputImage()
-{
+try {
     if (!isByteVolume(m_inputImage))
         return nullptr;
     auto output = newMask(m_inputImage->imageSize(), m_inputImage->voxelSize());
     if (output)
         output->zeroSlices();
     return output.release();
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 ArvoImage3D* Image3DHoleClosing::createImageWithExtendedBorder(ArvoImage3D* image)
-{
+try {
     if (!isByteVolume(image))
         return nullptr;
     const math::Ivec3 size = image->imageSize();
@@ -164,10 +166,12 @@ ArvoImage3D* Image3DHoleClosing::createImageWithExtendedBorder(ArvoImage3D* imag
     }
     bordered->editFinished();
     return bordered.release();
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 ArvoImage3D* Image3DHoleClosing::createBinaryImageWithRemovedBorder(ArvoImage3D* image)
-{
+try {
     if (!isByteVolume(image))
         return nullptr;
     const math::Ivec3 size = image->imageSize();
@@ -177,10 +181,12 @@ ArvoImage3D* Image3DHoleClosing::createBinaryImageWithRemovedBorder(ArvoImage3D*
     const int inner[3] = {size.x - 2, size.y - 2, size.z - 2};
     auto interior = std::make_unique<ArvoImage3D>();
     return interior->copyFrom(image, origin, inner) ? interior.release() : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 ArvoImage3D* Image3DHoleClosing::createHull(ArvoImage3D* image)
-{
+try {
     if (!isByteVolume(image))
         return nullptr;
     auto hull = newMask(image->imageSize(), image->voxelSize());
@@ -191,10 +197,12 @@ ArvoImage3D* Image3DHoleClosing::createHull(ArvoImage3D* image)
     ArvoImageBinaryTools::getBoundingBox(image, min, max);
     ArvoImageBinaryTools::convertBoxToMask(min, max, hull.get());
     return hull.release();
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 ArvoImage3D* Image3DHoleClosing::getWorkingSet(ArvoImage3D* object, ArvoImage3D* hull)
-{
+try {
     if (!isByteVolume(object) || !isByteVolume(hull) || !frame::haveEqualSize(*object, *hull))
         return nullptr;
     Image3DBoundary boundary;
@@ -205,4 +213,6 @@ ArvoImage3D* Image3DHoleClosing::getWorkingSet(ArvoImage3D* object, ArvoImage3D*
         return nullptr;
     ArvoImageBinaryTools::applyMask(object, workingSet.get(), true);
     return workingSet.release();
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }

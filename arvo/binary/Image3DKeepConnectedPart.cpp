@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 using binary::LabelledRuns;
 
@@ -110,7 +111,7 @@ void Image3DKeepConnectedPart::finishStep() const
 }
 
 void Image3DKeepConnectedPart::execute(const std::atomic<bool>& cancel)
-{
+try {
     reset();
     if (!checkImage())
         return;
@@ -132,6 +133,9 @@ void Image3DKeepConnectedPart::execute(const std::atomic<bool>& cancel)
     m_success = writeSelectedParts(*parts, cancel);
     if (m_success)
         finishStep();
+} catch (const std::bad_alloc&) {
+    reset();
+    frame::refuse("Image3DKeepConnectedPart : out of memory.");
 }
 
 bool Image3DKeepConnectedPart::isLargeEnough(std::int64_t volume, std::int64_t largestVolume) const

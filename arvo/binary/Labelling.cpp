@@ -4,6 +4,8 @@
 #include "arvo/frame/CallChecks.h"
 #include "arvo/platform/image/ElementTypes.h"
 
+#include <new>
+
 namespace {
 
 using binary::LabelledRuns;
@@ -34,7 +36,7 @@ std::vector<short> numbersFrom(int first, int partCount)
 } // namespace
 
 int ArvoImageBinaryTools::label(LABEL_TYPE type)
-{
+try {
     if (!canLabel(m_input, m_output))
         return 0;
     const auto parts = LabelledRuns::of(LabelledRuns::Mask(*m_input),
@@ -44,10 +46,12 @@ int ArvoImageBinaryTools::label(LABEL_TYPE type)
     parts->paint(frame::VolumeView<short>(*m_output), numbersFrom(0, parts->partCount()));
     m_output->editFinished();
     return parts->partCount() + 1;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }
 
 int ArvoImageBinaryTools::labelImage(ArvoImage3D* in, ArvoImage3D* out)
-{
+try {
     if (!canLabel(in, out))
         return 0;
     const LabelledRuns::Mask mask(*in);
@@ -55,9 +59,13 @@ int ArvoImageBinaryTools::labelImage(ArvoImage3D* in, ArvoImage3D* out)
     const auto background = LabelledRuns::of(mask, Neighbours::Face, Voxels::Zero);
     if (!object || !background)
         return 0;
+    const auto objectNumbers = numbersFrom(0, object->partCount());
+    const auto backgroundNumbers = numbersFrom(object->partCount(), background->partCount());
     const frame::VolumeView<short> labels(*out);
-    object->paint(labels, numbersFrom(0, object->partCount()));
-    background->paintOver(labels, numbersFrom(object->partCount(), background->partCount()));
+    object->paint(labels, objectNumbers);
+    background->paintOver(labels, backgroundNumbers);
     out->editFinished();
     return object->partCount() + background->partCount();
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <vector>
 
 namespace {
@@ -60,7 +61,7 @@ void ArvoImageBinaryTools::convertBoxToMask(const std::array<int, 3>& min, const
 }
 
 bool ArvoImageBinaryTools::getBoundingBox(ArvoImage3D* mask, std::array<int, 3>& min, std::array<int, 3>& max)
-{
+try {
     if (!frame::isUsable(mask))
         return frame::refuse("ArvoImageBinaryTools : no valid mask for the bounding box.");
     const auto [width, height, depth] = mask->imageSize();
@@ -87,4 +88,6 @@ bool ArvoImageBinaryTools::getBoundingBox(ArvoImage3D* mask, std::array<int, 3>&
     min[0] = static_cast<int>(first - columns.begin());
     max[0] = static_cast<int>(columns.rend() - last) - 1;
     return true;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }

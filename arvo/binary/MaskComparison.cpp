@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -113,7 +114,7 @@ utility::Optional<std::size_t> ArvoImageBinaryTools::countMismatchedVoxels(const
 bool ArvoImageBinaryTools::compareRegionsOf3DBinaryImages(const ArvoImage3D* image,
                                                           const ArvoImage3D* reference, int maxSmallerLayers,
                                                           int maxLargerLayers)
-{
+try {
     if (!frame::isUsable(image) || !frame::isUsable(reference) ||
         !image::isOneOf(image->dataType(), image::ByteTypes{}) ||
         !frame::coversLoopOver(*image, *reference, 1))
@@ -142,4 +143,6 @@ bool ArvoImageBinaryTools::compareRegionsOf3DBinaryImages(const ArvoImage3D* ima
         return false;
     }
     return true;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -94,7 +95,7 @@ void ArvoImageBinaryTools::applyMask(const ArvoImage3D* mask, ArvoImage3D* image
 }
 
 ArvoImage3D* ArvoImageBinaryTools::unionBinaryImages(ArvoImage3D* a, ArvoImage3D* b)
-{
+try {
     if (!a || !b || a->dataType() != image::Binary || b->dataType() != image::Binary) {
         qWarning("ArvoImageBinaryTools::unionBinaryImages()  - invalid input images");
         return nullptr;
@@ -115,4 +116,7 @@ ArvoImage3D* ArvoImageBinaryTools::unionBinaryImages(ArvoImage3D* a, ArvoImage3D
         largerOf(first.slice(z), second.slice(z), out.slice(z), out.sliceCount());
     both->editFinished();
     return both.release();
+} catch (const std::bad_alloc&) {
+    frame::refuse("ArvoImageBinaryTools : out of memory.");
+    return nullptr;
 }

@@ -5,6 +5,7 @@
 #include "arvo/platform/image/ElementTypes.h"
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -85,7 +86,7 @@ int keepPartsOnSlice(const ArvoImage3D* in, ArvoImage3D* out, int z, const int* 
 } // namespace
 
 bool ArvoImageBinaryTools::keepLargestPart(int* partCount)
-{
+try {
     if (!frame::isUsable(m_input) || !frame::isUsable(m_output) || m_input->dataType() != image::Binary ||
         m_output->dataType() != image::Binary || !frame::haveEqualSize(*m_input, *m_output))
         return false;
@@ -97,10 +98,12 @@ bool ArvoImageBinaryTools::keepLargestPart(int* partCount)
     if (partCount)
         *partCount = parts->partCount() + 1;
     return true;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }
 
 int ArvoImageBinaryTools::keepLargestPart(int threshold)
-{
+try {
     if (!canSelect(m_input, m_output, sizeof(short)))
         return 0;
     ArvoImage3D mask;
@@ -119,14 +122,20 @@ int ArvoImageBinaryTools::keepLargestPart(int threshold)
     clearOutside(Bytes(mask), Shorts(*m_input), minimum, Shorts(*m_output));
     m_output->editFinished();
     return static_cast<int>(volumes[largest]);
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }
 
 int ArvoImageBinaryTools::keepAllConnectedToSlice(int slice)
-{
+try {
     return keepPartsOnSlice(m_input, m_output, slice, nullptr);
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }
 
 int ArvoImageBinaryTools::keepAllConnectedToSlice(int slice, int minVolume)
-{
+try {
     return keepPartsOnSlice(m_input, m_output, slice, &minVolume);
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageBinaryTools : out of memory.");
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <vector>
 
 namespace {
@@ -89,7 +90,7 @@ bool canErode(const ArvoImage3D* in, const ArvoImage3D* out, int radius)
 } // namespace
 
 void ArvoImageBinaryTools::erodeZ(int radius)
-{
+try {
     if (!canErode(m_input, m_output, radius))
         return;
     const frame::VolumeView<const unsigned char> in(*m_input);
@@ -98,4 +99,6 @@ void ArvoImageBinaryTools::erodeZ(int radius)
     for (std::ptrdiff_t z = 0; z < in.depth(); ++z)
         disc.erode(in.slice(z), out.slice(z));
     m_output->editFinished();
+} catch (const std::bad_alloc&) {
+    frame::refuse("ArvoImageBinaryTools : out of memory.");
 }

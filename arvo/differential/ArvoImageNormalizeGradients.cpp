@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <limits>
+#include <new>
 #include <type_traits>
 
 namespace {
@@ -69,7 +70,7 @@ template <class T> void normalizeField(ThreeImages3D& field)
 } // namespace
 
 bool ArvoImageNormalizeGradients::normalize(ThreeImages3D& field)
-{
+try {
     for (const ArvoImage3D* component : {field.getU(), field.getV(), field.getW()}) {
         if (!component)
             return frame::refuse("ArvoImageNormalizeGradients : the field lacks a component.");
@@ -85,4 +86,6 @@ bool ArvoImageNormalizeGradients::normalize(ThreeImages3D& field)
             field.editingFinished();
             return true;
         });
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageNormalizeGradients : out of memory.");
 }

@@ -4,10 +4,12 @@
 #include "arvo/differential/SliceThreads.h"
 #include "arvo/frame/CallChecks.h"
 
+#include <new>
+
 DirectGradientNorm::~DirectGradientNorm() = default;
 
 void DirectGradientNorm::calculateNormGradient(ArvoImage3D* input, ArvoImage3D* output)
-{
+try {
     if (!frame::isUsable(input)) {
         frame::refuse("DirectGradientNorm : no valid input image.");
         return;
@@ -23,4 +25,6 @@ void DirectGradientNorm::calculateNormGradient(ArvoImage3D* input, ArvoImage3D* 
         return worker;
     });
     output->editFinished();
+} catch (const std::bad_alloc&) {
+    frame::refuse("DirectGradientNorm : out of memory.");
 }

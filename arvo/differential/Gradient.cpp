@@ -5,6 +5,8 @@
 #include "arvo/frame/ThreeImages3D.h"
 #include "arvo/platform/threading/ThreadProgress.h"
 
+#include <new>
+
 Gradient::Gradient() = default;
 Gradient::~Gradient() = default;
 
@@ -20,7 +22,7 @@ Gradient& Gradient::operator=(const Gradient& other)
 }
 
 void Gradient::execute(const std::atomic<bool>& cancel)
-{
+try {
     reset();
     if (!frame::isUsable(m_inputImage)) {
         frame::refuse("Gradient : no valid input image.");
@@ -36,6 +38,10 @@ void Gradient::execute(const std::atomic<bool>& cancel)
     m_success = runAllWorkers(cancel);
     deleteAllWorkers();
     m_gradientImage->editingFinished();
+} catch (const std::bad_alloc&) {
+    deleteAllWorkers();
+    m_gradientImage.reset();
+    frame::refuse("Gradient : out of memory.");
 }
 
 ThreeImages3D* Gradient::takeGradientImage()

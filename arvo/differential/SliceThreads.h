@@ -19,8 +19,9 @@ template <class Make> void runSliceThreads(int numSlices, Make&& make)
         const int start = i * numSlicesPerWorker;
         const bool isFull = numSlicesPerWorker <= numSlices - start;
         workers.push_back(make(start, isFull ? start + numSlicesPerWorker - 1 : numSlices - 1));
-        workers.back()->startWithCancel(nullptr);
     }
+    for (const auto& worker : workers) // all of them, or none if the memory ends
+        worker->startWithCancel(nullptr);
     for (const auto& worker : workers)
         worker->waitUntilDone();
 }

@@ -5,8 +5,10 @@
 #include "arvo/frame/CallChecks.h"
 #include "arvo/frame/ThreeImages3D.h"
 
+#include <new>
+
 std::unique_ptr<ArvoImage3D> VectorFieldDivergence::calculate(const ThreeImages3D& field)
-{
+try {
     if (!field.isValid()) {
         frame::refuse("VectorFieldDivergenceWorker: The input vector field is not valid.");
         return nullptr;
@@ -25,4 +27,7 @@ std::unique_ptr<ArvoImage3D> VectorFieldDivergence::calculate(const ThreeImages3
     });
     divergence->editFinished();
     return divergence;
+} catch (const std::bad_alloc&) {
+    frame::refuse("VectorFieldDivergence : out of memory.");
+    return nullptr;
 }

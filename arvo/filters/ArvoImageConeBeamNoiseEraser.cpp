@@ -14,9 +14,7 @@ constexpr int BLOCK_SLICES = 50;
 
 } // namespace
 
-ArvoImageConeBeamNoiseEraser::ArvoImageConeBeamNoiseEraser() : m_progress(std::make_unique<ThreadProgress>())
-{
-}
+ArvoImageConeBeamNoiseEraser::ArvoImageConeBeamNoiseEraser() = default;
 
 ArvoImageConeBeamNoiseEraser::ArvoImageConeBeamNoiseEraser(const ArvoImageConeBeamNoiseEraser& other)
     : ArvoImageConeBeamNoiseEraser()
@@ -71,7 +69,7 @@ void ArvoImageConeBeamNoiseEraser::copySlices()
 void ArvoImageConeBeamNoiseEraser::eraseBlocks()
 {
     const math::Ivec3 size = m_input->imageSize();
-    m_progress->setTotal(size.z / BLOCK_SLICES + 1);
+    m_progress.setTotal(size.z / BLOCK_SLICES + 1);
     try {
         SpeckEraser eraser(size.x, size.y, m_radius, m_boneThreshold);
         ArvoImage3D block;
@@ -84,10 +82,10 @@ void ArvoImageConeBeamNoiseEraser::eraseBlocks()
                 m_output->setAxialSlice(z, m_input->getConstAxialSlice(z));
             eraser.erase(block, m_output->getAxialSlice(first));
             if (count == BLOCK_SLICES)
-                m_progress->advance();
+                m_progress.advance();
         }
     } catch (const std::bad_alloc&) {
         qWarning("ArvoImageConeBeamNoiseEraser : out of memory.");
     }
-    m_progress->advance();
+    m_progress.advance();
 }

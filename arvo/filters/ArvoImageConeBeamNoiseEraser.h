@@ -1,11 +1,9 @@
 #pragma once
 
 #include "arvo/frame/Export.h"
-
-#include <memory>
+#include "arvo/platform/threading/ThreadProgress.h"
 
 class ArvoImage3D;
-class ThreadProgress;
 
 /// Lowers bright specks that lie outside the circular field of view of a cone-beam reconstruction.
 ///
@@ -43,7 +41,7 @@ public:
     /// @}
 
     /// Advances by one for each whole block of 50 slices and once at the end. Owned by the eraser.
-    ThreadProgress* progress() const { return m_progress.get(); }
+    ThreadProgress* progress() const { return &m_progress; }
 
     /// Always true. Calls editFinished() on the output, unless it is the input and nothing is to be erased. Missing,
     /// invalid or unequal volumes: one warning, nothing changed. No memory: one warning, the blocks so far stay.
@@ -58,5 +56,5 @@ private:
     int m_boneThreshold = 276;
     ArvoImage3D* m_input = nullptr;
     ArvoImage3D* m_output = nullptr;
-    std::unique_ptr<ThreadProgress> m_progress;
+    mutable ThreadProgress m_progress;
 };

@@ -20,7 +20,7 @@ public:
     ///
     /// True when done. The flag is looked at once, after the last voxel: raised, the output is complete and the result
     /// false. Different sizes: the function's signature followed by ":Images must have the same size."; other bad
-    /// arguments or no memory: one warning; false, nothing changed.
+    /// arguments: one warning; false, nothing changed. No memory: one warning, false, the rows so far are written.
     ///
     /// Bands of rows run in parallel, each through all slices with a ring of 2 rz + 1 of them. O(n r) time for n
     /// voxels; less memory than 2 rz + 2 float slices, plus 2 ry rows a thread.

@@ -12,6 +12,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <span>
 #include <vector>
@@ -226,7 +227,7 @@ ArvoImageResample& ArvoImageResample::operator=(const ArvoImageResample&) = defa
 ArvoImageResample::~ArvoImageResample() = default;
 
 bool ArvoImageResample::execute()
-{
+try {
     if (!m_input || !m_output)
         return frame::refuse("no input image or no output image");
     if (!m_input->isValid() || !m_output->isValid())
@@ -245,4 +246,6 @@ bool ArvoImageResample::execute()
     if (isDone)
         m_output->editFinished();
     return isDone;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageResample : out of memory.");
 }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <new>
 #include <vector>
 
 namespace {
@@ -248,7 +249,7 @@ ArvoImageSubsample& ArvoImageSubsample::operator=(const ArvoImageSubsample&) = d
 ArvoImageSubsample::~ArvoImageSubsample() = default;
 
 bool ArvoImageSubsample::execute(SubsampleMethod method, const std::atomic<bool>& cancel)
-{
+try {
     if (method < Fast || method > Max)
         return frame::refuse("ArvoImageSubsample : unknown subsampling method.");
     if (!m_input || !m_output)
@@ -273,6 +274,8 @@ bool ArvoImageSubsample::execute(SubsampleMethod method, const std::atomic<bool>
     if (isDone)
         m_output->editFinished();
     return isDone;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("ArvoImageSubsample : out of memory.");
 }
 
 bool ArvoImageSubsample::executeFast(const std::atomic<bool>& cancel)

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace {
@@ -131,7 +132,7 @@ FloatingImageContainerMerger::~FloatingImageContainerMerger() = default;
 
 std::unique_ptr<FloatingImageContainer>
 FloatingImageContainerMerger::mergeByUnion(const Containers& containers)
-{
+try {
     const auto hasVolume = [](const FloatingImageContainer* container) {
         return container && frame::isUsable(container->getImage());
     };
@@ -161,4 +162,7 @@ FloatingImageContainerMerger::mergeByUnion(const Containers& containers)
                              toVoxels(container->getBottomLeft() - box.min(), voxelSize), size);
     mergeInto(*merged, volumes, largestValue(containers));
     return std::make_unique<FloatingImageContainer>(std::move(merged), box.min(), box.max());
+} catch (const std::bad_alloc&) {
+    frame::refuse("FloatingImageContainerMerger : out of memory.");
+    return nullptr;
 }

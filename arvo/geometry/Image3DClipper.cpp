@@ -8,6 +8,7 @@
 #include "arvo/platform/image/VoxelConversion.h"
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -45,7 +46,7 @@ void clipVoxels(ArvoImage3D& image, const primitives::Plane& plane, const QMatri
 } // namespace
 
 void Image3DClipper::clip()
-{
+try {
     if (!frame::isUsable(m_imageToClip)) {
         frame::refuse("Image3DClipper : no valid image to clip.");
         return;
@@ -60,4 +61,6 @@ void Image3DClipper::clip()
                                using T = typename decltype(element)::type;
                                clipVoxels<T>(*m_imageToClip, *m_clipPlane, m_imageTransform);
                            });
+} catch (const std::bad_alloc&) {
+    frame::refuse("Image3DClipper : out of memory.");
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace {
@@ -82,7 +83,7 @@ MainDirectionsCalculator& MainDirectionsCalculator::operator=(const MainDirectio
 MainDirectionsCalculator::~MainDirectionsCalculator() = default;
 
 bool MainDirectionsCalculator::execute()
-{
+try {
     if (!frame::isUsable(m_image))
         return frame::refuse("MainDirectionsCalculator : no valid image.");
     if (!image::isOneOf(m_image->dataType(), geometry::ThresholdTypes{}))
@@ -109,4 +110,6 @@ bool MainDirectionsCalculator::execute()
     m_direction1 = normalised(axes->second);
     m_direction2 = normalised(crossProduct(axes->first, axes->second));
     return true;
+} catch (const std::bad_alloc&) {
+    return frame::refuse("Failed to allocate memory for svd");
 }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 
 namespace image3d {
 
@@ -83,7 +84,7 @@ geometry::GuardedRegion regionOf(const QRect& painted, const QMatrix4x4& toPixel
 
 void setVoxelsInsideBoundingBox(ArvoImage3D& image, const primitives::OrientedBoundingBox& box,
                                 unsigned char value)
-{
+try {
     if (!frame::isUsable(&image)) {
         frame::refuse("image3d : no valid image to set voxels inside a box.");
         return;
@@ -107,11 +108,13 @@ void setVoxelsInsideBoundingBox(ArvoImage3D& image, const primitives::OrientedBo
             [&](std::ptrdiff_t first, std::ptrdiff_t end) { std::fill(row + first, row + end, value); });
     });
     image.editFinished();
+} catch (const std::bad_alloc&) {
+    frame::refuse("setVoxelsInsideBoundingBox : out of memory.");
 }
 
 void setVoxelsInsideScreenspacePolygon(ArvoImage3D& image, const QSize& screen, const QPolygonF& polygon,
                                        const QMatrix4x4& transform, unsigned char value)
-{
+try {
     if (!frame::isUsable(&image)) {
         frame::refuse("image3d : no valid image to set voxels inside a polygon.");
         return;
@@ -141,6 +144,8 @@ void setVoxelsInsideScreenspacePolygon(ArvoImage3D& image, const QSize& screen, 
         }
     });
     image.editFinished();
+} catch (const std::bad_alloc&) {
+    frame::refuse("setVoxelsInsideScreenspacePolygon : out of memory.");
 }
 
 } // namespace image3d

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace {
@@ -37,7 +38,7 @@ bool canProject(const Projection& call)
 /// Runs a worker thread on each band of rows and waits for all of them. init(worker, band's row offsets, number of
 /// rows, first pixel) gives each its job.
 template <class Init> void runBands(const Projection& call, Init init)
-{
+try {
     const int bands = std::min(threading::idealThreadCount(), call.height);
     const int rowsPerBand = call.height / bands;
     std::vector<std::unique_ptr<ArvoImage3DWorker>> workers;
@@ -46,10 +47,13 @@ template <class Init> void runBands(const Projection& call, Init init)
         const int rows = k == bands - 1 ? call.height - (bands - 1) * rowsPerBand : rowsPerBand;
         workers.push_back(std::make_unique<ArvoImage3DWorker>());
         init(*workers.back(), call.rowOffsets + 3 * firstRow, rows, firstRow * call.width);
-        workers.back()->start(QThread::InheritPriority);
     }
+    for (const auto& worker : workers) // all of them, or none if the memory ends
+        worker->start(QThread::InheritPriority);
     for (const auto& worker : workers)
         worker->waitUntilDone();
+} catch (const std::bad_alloc&) {
+    frame::refuse("ArvoImage3DReslicer : out of memory.");
 }
 
 /// Checks the call and runs its bands; init takes the worker, its row offsets, its number of rows and its pixels.

@@ -7,6 +7,7 @@
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <cmath>
+#include <new>
 
 namespace {
 
@@ -71,6 +72,8 @@ bool ArvoImage3DConvertor::convert(const ArvoImage3D* in, ArvoImage3D* out, int 
         out->dataType(), Targets{}, "ArvoImage3DConvertor::convert: can only convert to float and short",
         [&](auto target) {
             using To = typename decltype(target)::type;
+            if (!in->isValid() || !out->isValid())
+                return frame::refuse("ArvoImage3DConvertor : no valid images to convert.");
             if (!image::isOneOf(in->dataType(), Sources{}))
                 return true; // nothing to convert is no failure
             return image::withElementType(in->dataType(), Sources{}, nullptr, [&](auto source) {
@@ -81,7 +84,7 @@ bool ArvoImage3DConvertor::convert(const ArvoImage3D* in, ArvoImage3D* out, int 
 
 std::unique_ptr<ArvoImage3D> ArvoImage3DConvertor::convertToCopy(const ArvoImage3D* in,
                                                                  image::DataType target, int factor)
-{
+try {
     auto copy = std::make_unique<ArvoImage3D>();
     if (frame::isUsable(in)) {
         const math::Ivec3 extent = in->imageSize();
@@ -92,5 +95,8 @@ std::unique_ptr<ArvoImage3D> ArvoImage3DConvertor::convertToCopy(const ArvoImage
     if (copy->isValid() && convert(in, copy.get(), factor))
         return copy;
     frame::refuse("ArvoImage3DConvertor : failed to convert image.");
+    return nullptr;
+} catch (const std::bad_alloc&) {
+    frame::refuse("ArvoImage3DConvertor : out of memory.");
     return nullptr;
 }

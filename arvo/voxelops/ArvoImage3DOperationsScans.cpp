@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <vector>
 
 namespace {
@@ -159,7 +160,7 @@ bool ArvoImage3DOperations::isAllZeros(ArvoImage3D* image)
 }
 
 int* ArvoImage3DOperations::getBoundingBox(ArvoImage3D* image, int threshold, int minVolume)
-{
+try {
     if (!image) {
         frame::refuse("ArvoImage3DOperations : no image to find the bounding box in.");
         return nullptr;
@@ -180,4 +181,7 @@ int* ArvoImage3DOperations::getBoundingBox(ArvoImage3D* image, int threshold, in
     int* result = new int[6];
     std::ranges::copy(box, result);
     return result;
+} catch (const std::bad_alloc&) {
+    frame::refuse("ArvoImage3DOperations : out of memory.");
+    return nullptr;
 }

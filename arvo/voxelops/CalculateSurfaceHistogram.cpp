@@ -6,11 +6,11 @@
 #include "arvo/platform/threading/ThreadProgress.h"
 
 #include <algorithm>
+#include <new>
 
-CalculateSurfaceHistogram::CalculateSurfaceHistogram()
-    : m_ownInformationMap(std::make_unique<QMap<QString, QVariant>>())
+CalculateSurfaceHistogram::CalculateSurfaceHistogram() : m_ownInformationMap(std::in_place)
 {
-    m_informationMap = m_ownInformationMap.get();
+    m_informationMap = &*m_ownInformationMap;
 }
 
 CalculateSurfaceHistogram::CalculateSurfaceHistogram(const CalculateSurfaceHistogram& other)
@@ -58,7 +58,7 @@ bool CalculateSurfaceHistogram::checkInput() const
 }
 
 void CalculateSurfaceHistogram::execute(const std::atomic<bool>& cancel)
-{
+try {
     m_success = false;
     if (!checkInput())
         return;
@@ -71,6 +71,8 @@ void CalculateSurfaceHistogram::execute(const std::atomic<bool>& cancel)
             m_progress->advance();
     }
     m_success = !cancel.load();
+} catch (const std::bad_alloc&) {
+    frame::refuse("CalculateSurfaceHistogram : out of memory.");
 }
 
 void CalculateSurfaceHistogram::samplePoint(int point, const std::atomic<bool>& cancel)

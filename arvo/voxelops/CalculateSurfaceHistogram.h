@@ -7,7 +7,7 @@
 #include <QString>
 #include <QVariant>
 
-#include <memory>
+#include <optional>
 
 class ArvoImage3D;
 class Histogram;
@@ -61,6 +61,5 @@ private:
     int m_numberOfSteps = 0;
     float m_stepSize = 0.0f;
     QMap<QString, QVariant>* m_informationMap = nullptr;
-    std::unique_ptr<QMap<QString, QVariant>>
-        m_ownInformationMap; // set while the map is the calculation's own
+    std::optional<QMap<QString, QVariant>> m_ownInformationMap; // set while the map is the calculation's own
 };

@@ -1,5 +1,6 @@
 #include "arvo/voxelops/FloatedBinnedHistogram.h"
 
+#include "arvo/frame/CallChecks.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/utility/VectorClones.h"
 
@@ -7,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <vector>
 
@@ -112,10 +114,15 @@ FloatedBinnedHistogram FloatedBinnedHistogram::computeHistogram(const ArvoImage3
     const frame::VolumeView<const float> voxels(image);
     const Interval interval(min, max);
     const Binning binning(min, max, bins);
-    if (bins <= LARGEST_TABLE && std::isfinite(binning.range) && std::isfinite(binning.scale))
-        countInTable(voxels, interval, binning, bins, histogram.m_bins);
-    else
-        countInMap(voxels, interval, binning, histogram.m_bins);
+    try {
+        if (bins <= LARGEST_TABLE && std::isfinite(binning.range) && std::isfinite(binning.scale))
+            countInTable(voxels, interval, binning, bins, histogram.m_bins);
+        else
+            countInMap(voxels, interval, binning, histogram.m_bins);
+    } catch (const std::bad_alloc&) {
+        frame::refuse("FloatedBinnedHistogram : out of memory.");
+        histogram.m_bins.clear();
+    }
     return histogram;
 }
 

@@ -22,7 +22,8 @@ public:
 
     /// Counts the voxels from `min` to `max`, both inclusive; NaN is left out. Only bins with voxels exist.
     ///
-    /// A volume of another type than float gives an empty histogram, without a warning. Runs on the calling thread; O(n)
+    /// A volume of another type than float gives an empty histogram, without a warning;
+    /// so does a lack of memory, with one. Runs on the calling thread; O(n)
     /// time for n voxels, 8 bytes a bin while it counts up to a million bins.
     static FloatedBinnedHistogram computeHistogram(const ArvoImage3D& image, double min, double max,
                                                    std::uint64_t bins);

@@ -3,10 +3,12 @@
 #include "arvo/frame/CallChecks.h"
 #include "arvo/voxelops/Image3DReplaceVoxelsWorker.h"
 
+#include <new>
+
 Image3DReplaceVoxels::Image3DReplaceVoxels() = default;
 
 void Image3DReplaceVoxels::execute(const std::atomic<bool>& cancel)
-{
+try {
     m_success = false;
     if (!checkImages())
         return;
@@ -17,6 +19,9 @@ void Image3DReplaceVoxels::execute(const std::atomic<bool>& cancel)
     m_inputImage->editFinished();
     deleteAllWorkers();
     m_success = allSucceeded && !wasCancelled;
+} catch (const std::bad_alloc&) {
+    deleteAllWorkers();
+    frame::refuse("Image3DReplaceVoxels : out of memory.");
 }
 
 bool Image3DReplaceVoxels::checkImages() const

@@ -40,7 +40,7 @@ void Image3DStatistics::reset()
 }
 
 void Image3DStatistics::execute(const std::atomic<bool>& cancel)
-{
+try {
     reset();
     if (!frame::isUsable(m_inputImage)) {
         frame::refuse("Image3DStatistics : no valid input image.");
@@ -49,15 +49,14 @@ void Image3DStatistics::execute(const std::atomic<bool>& cancel)
     defineWorkLoad(m_inputImage->imageSize().z);
     createAllWorkers();
     const bool wasCancelled = cancel.load();
-    bool isDone = runAllWorkers(cancel) && !wasCancelled;
-    try {
-        if (isDone)
-            getResultsFromWorkers();
-    } catch (const std::bad_alloc&) {
-        isDone = frame::refuse("Image3DStatistics : out of memory.");
-    }
+    const bool isDone = runAllWorkers(cancel) && !wasCancelled;
+    if (isDone)
+        getResultsFromWorkers();
     deleteAllWorkers();
     m_success = isDone;
+} catch (const std::bad_alloc&) {
+    deleteAllWorkers();
+    frame::refuse("Image3DStatistics : out of memory.");
 }
 
 void Image3DStatistics::createAllWorkers()

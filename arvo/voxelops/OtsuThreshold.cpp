@@ -1,4 +1,5 @@
 #include "arvo/voxelops/OtsuThreshold.h"
+#include "arvo/frame/CallChecks.h"
 
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/data/Histogram.h"
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -92,7 +94,7 @@ bool addSlices(const ArvoImage3D& image, Histogram& histogram, const std::atomic
 } // namespace
 
 utility::Optional<float> OtsuThreshold::calculate(const ArvoImage3D& image, const std::atomic<bool>& cancel)
-{
+try {
     if (image.dataType() == image::Float32) {
         const math::Range<float> range = image.getValueRange();
         return search(
@@ -104,4 +106,7 @@ utility::Optional<float> OtsuThreshold::calculate(const ArvoImage3D& image, cons
         return {};
     // Variances have to exceed this tiny number here, but 0 on the float path.
     return search(histogram.getHistogram().toStdMap(), std::numeric_limits<double>::min(), cancel);
+} catch (const std::bad_alloc&) {
+    frame::refuse("OtsuThreshold : out of memory.");
+    return {};
 }

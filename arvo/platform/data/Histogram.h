@@ -15,7 +15,8 @@ enum class HistogramDataType : std::int32_t { UInt16 = 0, Int16 = 1, UInt8 = 2, 
 
 /// Counts of samples by value.
 ///
-/// Values of up to 16 bits are counted in a table, others in an ordered map. The counts are 64-bit inside.
+/// Values of up to 16 bits are counted in a table, others in an ordered map. The counts are 64-bit inside. A container:
+/// where there is no memory for a bin or for the result, std::bad_alloc.
 class ARVO_PLATFORM_EXPORT Histogram {
 public:
     /// `binWidth` values share a bin, which is named after its lowest value, a multiple of the width; below 1 counts

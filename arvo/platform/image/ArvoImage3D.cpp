@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace {
@@ -169,8 +170,13 @@ bool ArvoImage3D::copyFrom(const ArvoImage3D* other)
     if (!create(other->m_size, other->m_voxelSize, other->m_dataType))
         return false;
     std::memcpy(m_voxels.data(), other->m_voxels.data(), m_voxels.bytes());
-    for (const auto& record : other->m_infos)
-        m_infos.push_back(std::make_unique<ArvoImage3DInfo>(*record));
+    try {
+        for (const auto& record : other->m_infos)
+            m_infos.push_back(std::make_unique<ArvoImage3DInfo>(*record));
+    } catch (const std::bad_alloc&) {
+        invalidate();
+        return false;
+    }
     return true;
 }
 
@@ -369,8 +375,12 @@ ArvoImage3DInfo* ArvoImage3D::info(const QString& name) const
 }
 
 ArvoImage3DInfo* ArvoImage3D::addInfo(int tag, const QString& name, const QByteArray& payload)
-{
+try {
+    auto added = std::make_unique<ArvoImage3DInfo>(tag, name, payload);
+    m_infos.reserve(m_infos.size() + 1);
     std::erase_if(m_infos,
                   [&](const auto& record) { return record->tag() == tag && record->name() == name; });
-    return m_infos.emplace_back(std::make_unique<ArvoImage3DInfo>(tag, name, payload)).get();
+    return m_infos.emplace_back(std::move(added)).get();
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }

@@ -128,6 +128,7 @@ public:
     ArvoImage3DInfo* info(const QString& name) const;
     /// @}
     /// Adds a record and returns it, owned by the volume. A record of the same tag and name is replaced.
+    /// Null, and no change, when there is no memory.
     ArvoImage3DInfo* addInfo(int tag, const QString& name, const QByteArray& payload);
 
 private:
