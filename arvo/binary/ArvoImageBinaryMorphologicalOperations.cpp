@@ -66,7 +66,12 @@ void apply(const ArvoImage3D& in, ArvoImage3D& out, const Stencil& stencil, Read
         out.copyFrom(&in);
         return;
     }
-    spread(in, stencil, read, write);
+    try {
+        spread(in, stencil, read, write);
+    } catch (const std::bad_alloc&) {
+        frame::refuse("ArvoImageBinaryMorphologicalOperations : out of memory.");
+        return;
+    }
     out.editFinished();
 }
 

@@ -57,7 +57,7 @@ public:
     /// 1 to K1, those of the background K1 + 1 to K1 + K2. Returns K1 + K2.
     ///
     /// Each of the two is labelled as by label(LABEL_STRAIGHT), into a 16-bit volume of the same size; labels past 16
-    /// bits wrap, the result does not. Failures and cost as there.
+    /// bits wrap, the result does not. Failures and cost as there; without memory, `out` may be left half painted.
     static int labelImage(ArvoImage3D* in, ArvoImage3D* out);
 
     /// Writes the largest part of the input mask, by all neighbours, to the output as 1, everything else as 0.

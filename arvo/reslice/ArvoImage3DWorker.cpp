@@ -6,6 +6,8 @@
 
 #include <QDeadlineTimer>
 
+#include <new>
+
 ArvoImage3DWorker::ArvoImage3DWorker() = default;
 ArvoImage3DWorker::~ArvoImage3DWorker() = default;
 
@@ -79,7 +81,11 @@ void ArvoImage3DWorker::waitUntilDone()
 
 void ArvoImage3DWorker::run()
 {
-    runJob();
+    try {
+        runJob();
+    } catch (const std::bad_alloc&) {
+        qWarning("ArvoImage3DWorker : out of memory.");
+    }
     m_isDone.store(true, std::memory_order_release);
 }
 

@@ -72,8 +72,6 @@ bool ArvoImage3DConvertor::convert(const ArvoImage3D* in, ArvoImage3D* out, int 
         out->dataType(), Targets{}, "ArvoImage3DConvertor::convert: can only convert to float and short",
         [&](auto target) {
             using To = typename decltype(target)::type;
-            if (!in->isValid() || !out->isValid())
-                return frame::refuse("ArvoImage3DConvertor : no valid images to convert.");
             if (!image::isOneOf(in->dataType(), Sources{}))
                 return true; // nothing to convert is no failure
             return image::withElementType(in->dataType(), Sources{}, nullptr, [&](auto source) {

@@ -19,8 +19,8 @@ public:
     /// from zero. Either is cut to its low 16 bits, never clamped (40000 becomes -25536). To Float32: (float) v *
     /// (float) factor. Source voxels of the reserved type: nothing is written, and the result is still true.
     ///
-    /// Another target: "ArvoImage3DConvertor::convert: can only convert to float and short" and false. A missing or
-    /// invalid volume or an `out` that is too small: one warning and false. Nothing is written on failure.
+    /// Another target: "ArvoImage3DConvertor::convert: can only convert to float and short" and false. A null volume or
+    /// an `out` that is too small: one warning and false. Nothing is written on failure.
     static bool convert(const ArvoImage3D* in, ArvoImage3D* out, int factor);
 
     /// A new volume of type `target` with the geometry of `in`, converted as by `convert`.

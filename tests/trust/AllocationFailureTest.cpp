@@ -19,7 +19,7 @@ namespace {
 /// rows done so far.
 bool mayLeaveOutput(const Operation& operation)
 {
-    const std::array names = {"ArvoImageConeBeamNoiseEraser", "Gaussian", "dilate", "erode, "};
+    const std::array names = {"ArvoImageConeBeamNoiseEraser", "Gaussian", "dilate", "erode, ", "labelImage"};
     return (operation.changes & trust::CREATES) != 0 ||
            std::ranges::any_of(names, [&](const char* name) { return operation.name.starts_with(name); });
 }

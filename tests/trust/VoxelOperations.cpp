@@ -209,7 +209,7 @@ void addVoxelOperations(Operations& list)
                         replace.setReplaceValue(c.f);
                         return executed(replace, c);
                     }});
-    list.push_back({"convert", 2, SECOND, 1, false, true,
+    list.push_back({"convert", 2, SECOND, 1, true, false, // an invalid volume has no voxels to convert
                     [](Call& c) { return ArvoImage3DConvertor::convert(c.a, c.b, c.i); }});
     for (const int target : {-1, 0, 1, 5, 7})
         list.push_back(
