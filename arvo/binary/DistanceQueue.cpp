@@ -1,5 +1,6 @@
 #include "arvo/binary/DistanceQueue.h"
 
+#include <memory>
 #include <utility>
 
 namespace binary {
@@ -10,7 +11,7 @@ void DistanceQueue::append(Chain& chain)
     if (block)
         m_unused = block->next;
     else
-        block = m_blocks.emplace_back(new Block).get();
+        block = m_blocks.emplace_back(std::make_unique_for_overwrite<Block>()).get();
     block->next = nullptr;
     if (chain.last)
         chain.last->next = block;

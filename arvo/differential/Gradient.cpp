@@ -64,8 +64,9 @@ bool Gradient::createGradientImage()
         if (!component->isValid())
             return false;
     }
-    m_gradientImage = std::make_unique<ThreeImages3D>(components[0].release(), components[1].release(),
-                                                      components[2].release());
+    m_gradientImage.reset(new ThreeImages3D(components[0].get(), components[1].get(), components[2].get()));
+    for (auto& component : components) // only the field, now that there is one, owns them
+        (void)component.release();
     return true;
 }
 
