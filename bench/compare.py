@@ -10,6 +10,8 @@ import csv
 import datetime
 import io
 import json
+import math
+import os
 import pathlib
 import platform
 import statistics
@@ -151,9 +153,9 @@ def write_page(path, figures, memory, limits, rounds):
     lines = [
         "# Performance", "",
         "Written by `scripts/bench.sh`; the workloads are defined in [bench/WORKLOADS.md](../bench/WORKLOADS.md).", "",
-        f"Machine: {processor()}, {len(limits) and 2} threads used at most, {platform.system()} "
+        f"Machine: {processor()}, {os.cpu_count()} cores, {platform.system()} "
         f"{platform.release().split('-')[0]}, {datetime.date.today().isoformat()}. ns per nominal voxel (per pixel for "
-        f"slices and reslices), median of {rounds} interleaved rounds. "
+        f"slices and reslices), median of {rounds} interleaved round{'s' if rounds > 1 else ''} of three to five runs each. "
         "\"Fastest peer\" is the fastest of ITK, numpy/SciPy, scikit-image and a plain loop that does the same job on "
         "one thread. \"Limit\" is what the bytes alone cost at the bandwidth measured in the same run. \"Memory\" is "
         "the peak on top of the inputs, result included, in MiB at 256³.", "",
@@ -195,7 +197,6 @@ def write_chart(path, figures, memory, limits):
     rows = [row for row in comparison_rows(figures, memory, limits) if row["peer"]]
     rows.sort(key=lambda row: row["peer"] / row["ours"])
     top, bar, left, width = 46, 15, 170, 560
-    import math
     scale = width / math.log10(max(max((r["peer"] / r["ours"] for r in rows), default=10), 10))
     height = top + bar * len(rows) + 24
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{left + width + 90}" height="{height}" '
@@ -232,7 +233,7 @@ def main():
 
     figures, memory = collections.defaultdict(list), {}
     limits = measure_limits(peers / "machine_limits")
-    for turn in range(arguments.rounds):
+    for turn in range(arguments.rounds):  # the page is written after every round, so that a stopped run leaves one
         for name, group in groups.items():
             print(f"round {turn + 1} of {arguments.rounds}: {name}", file=sys.stderr, flush=True)
             names = list(group)
@@ -243,8 +244,8 @@ def main():
             run_peer([peers / "itk_peers", "--threads", "2"], names, figures, "ITK")
         run_ours(bench, ["replace_i16_polled"], figures, memory)
         run_ours(bench, SCALING, figures, memory, "@(128|384|512)")
-    write_page(arguments.page, figures, memory, limits, arguments.rounds)
-    write_chart(arguments.page.with_name("performance.svg"), figures, memory, limits)
+        write_page(arguments.page, figures, memory, limits, turn + 1)
+        write_chart(arguments.page.with_name("performance.svg"), figures, memory, limits)
     for row in comparison_rows(figures, memory, limits):
         if row["peer"] and row["peer"] < row["ours"]:
             print(f"slower than {row['peer_name']}: {row['workload']}, {row['ours'] / row['peer']:.2f} times")
