@@ -170,6 +170,8 @@ def write_page(path, figures, memory, limits, rounds):
             f"| `{row['workload']}` | {number(row['ours'])} ({number(row['spread'][0])}–{number(row['spread'][1])}) | "
             f"{number(row['ours2'])} | {number(row['peer'])} {row['peer_name'] or ''} | {ahead} | {number(row['peer2'])} | "
             f"{number(row['limit'])} | {over} | {number(row['memory'])} |")
+    # What is said about the figures is kept apart from them, so that a run does not lose it.
+    lines += ["", (ROOT / "bench/performance-notes.md").read_text().rstrip()]
     lines += ["", "## Scaling", "", "ns/voxel at one and two threads, and peak memory in bytes per voxel.", "",
               "| workload | 128³ | 256³ | 384³ | 512³ |", "|---|---|---|---|---|"]
     for workload in SCALING:
