@@ -179,6 +179,7 @@ TEST(HoleClosing, LeavesNoResultAfterACancelledRun)
         closing.execute(cancel);
         isDone = true;
         watcher.join();
+        closing.setProgress(nullptr);
         const Image result(closing.takeClosedImage());
         EXPECT_EQ(closing.isSuccess(), result != nullptr);
         EXPECT_EQ(closing.isSuccess(), progress.value() == progress.total());
