@@ -78,19 +78,19 @@ void ArvoImageBinaryTools::applyMask(const ArvoImage3D* mask, ArvoImage3D* image
         qWarning("ArvoImageBinaryTools::applyMask()  - invalid input images");
         return;
     }
-    if (!frame::coversLoopOver(*mask, *image, 1)) {
-        qWarning("ArvoImageBinaryTools : the mask is smaller than the image.");
-        return;
-    }
     // Hosts know this failure by the text of the threshold filter.
     image::withElementType(image->dataType(), image::VoxelTypes{},
                            "ArvoImage3D::thresholdFilter() Data type not implemented", [&](auto element) {
                                using T = typename decltype(element)::type;
+                               if (!frame::coversLoopOver(*mask, *image, 1))
+                                   return frame::refuse(
+                                       "ArvoImageBinaryTools : the mask is smaller than the image.");
                                const frame::VolumeView<T> voxels(*image);
                                const frame::VolumeView<const unsigned char> inside(*mask);
                                for (std::ptrdiff_t z = 0; z < voxels.depth(); ++z)
                                    clearByMask(inside.slice(z), voxels.slice(z), voxels.sliceCount(), invert);
                                image->editFinished();
+                               return true;
                            });
 }
 

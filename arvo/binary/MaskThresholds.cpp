@@ -100,10 +100,10 @@ bool ArvoImageBinaryTools::thresholdFilterLowHigh(int low, int high)
 {
     if (!m_input || !m_output || m_output->dataType() != image::Binary)
         return false;
-    if (!frame::coversLoopOver(*m_output, *m_input, 1))
-        return frame::refuse("ArvoImageBinaryTools : the output is smaller than the input.");
     return image::withElementType(
         m_input->dataType(), image::IntegerTypes{}, NOT_IMPLEMENTED, [&](auto element) {
+            if (!frame::coversLoopOver(*m_output, *m_input, 1))
+                return frame::refuse("ArvoImageBinaryTools : the output is smaller than the input.");
             using T = typename decltype(element)::type;
             // Bounds of unsigned 16-bit voxels are compared as they are, the others in the voxel's own type.
             using Bound = std::conditional_t<std::is_same_v<T, unsigned short>, int, T>;
@@ -114,5 +114,6 @@ bool ArvoImageBinaryTools::thresholdFilterLowHigh(int low, int high)
             for (std::ptrdiff_t z = 0; z < in.depth(); ++z)
                 markAccepted(in.slice(z), out.slice(z), in.sliceCount(), between);
             m_output->editFinished();
+            return true;
         });
 }

@@ -51,15 +51,14 @@ try {
         frame::refuse("Image3DClipper : no valid image to clip.");
         return;
     }
-    if (!m_clipPlane) {
-        frame::refuse("Image3DClipper : no clip plane.");
-        return;
-    }
     image::withElementType(m_imageToClip->dataType(), image::VoxelTypes{},
                            "Image3DClipper : clipping not implemented for this data type.",
                            [&](auto element) {
                                using T = typename decltype(element)::type;
+                               if (!m_clipPlane)
+                                   return frame::refuse("Image3DClipper : no clip plane.");
                                clipVoxels<T>(*m_imageToClip, *m_clipPlane, m_imageTransform);
+                               return true;
                            });
 } catch (const std::bad_alloc&) {
     frame::refuse("Image3DClipper : out of memory.");

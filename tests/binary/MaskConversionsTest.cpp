@@ -59,6 +59,7 @@ TEST(ApplyMask, RefusesBadCalls)
         {&mask, nullptr, invalid},
         {&mask, &none, invalid},
         {&mask, &wide, type},
+        {&small, &wide, type},
         {&small, &image, "ArvoImageBinaryTools : the mask is smaller than the image."},
     };
     for (const auto& c : cases) {

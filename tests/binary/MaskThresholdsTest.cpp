@@ -161,6 +161,9 @@ TEST(ThresholdFilterLowHigh, UsesALargerOutputSliceBySliceAndRefusesASmallerOne)
     EXPECT_FALSE(toolsOn(&in, &smaller).thresholdFilterLowHigh(10, 20));
     EXPECT_EQ(warnings.texts(),
               std::vector<std::string>{"ArvoImageBinaryTools : the output is smaller than the input."});
+    ArvoImage3D floats = randomVolume({2, 1, 2}, image::Float32, 1);
+    EXPECT_FALSE(toolsOn(&floats, &smaller).thresholdFilterLowHigh(10, 20));
+    EXPECT_EQ(warnings.texts().back(), NOT_IMPLEMENTED);
 }
 
 } // namespace

@@ -314,9 +314,13 @@ TEST(GeometricMasking, RefusesBadCalls)
     clipper.clip();
     clipper.setImageToClip(&invalid);
     clipper.clip();
-    clipper.setImageToClip(&image);
+    clipper.setImageToClip(&image); // its type is wrong whether there is a plane or not
     clipper.clip();
     clipper.setClipPlane(&plane);
+    clipper.clip();
+    ArvoImage3D grey = randomVolume({2, 2, 2}, image::Int16, 1);
+    clipper.setImageToClip(&grey);
+    clipper.setClipPlane(nullptr);
     clipper.clip();
     image3d::setVoxelsInsideBoundingBox(invalid, OrientedBoundingBox(BoundingBox(0, 0, 0, 2, 2, 2)), 1);
     image3d::setVoxelsInsideScreenspacePolygon(invalid, QSize(4, 4), polygon, {}, 1);
@@ -325,13 +329,13 @@ TEST(GeometricMasking, RefusesBadCalls)
     image3d::setVoxelsInsideScreenspacePolygon(image, QSize(4, 4), broken, {}, 1);
     EXPECT_TRUE(sameBits(before, image));
     const std::string noImage = "Image3DClipper : no valid image to clip.";
+    const std::string wrongType = "Image3DClipper : clipping not implemented for this data type.";
     const std::string noScreen = "image3d : cannot draw the polygon on a screen of that size.";
-    EXPECT_EQ(warnings.texts(),
-              (std::vector<std::string>{noImage, noImage, "Image3DClipper : no clip plane.",
-                                        "Image3DClipper : clipping not implemented for this data type.",
-                                        "image3d : no valid image to set voxels inside a box.",
-                                        "image3d : no valid image to set voxels inside a polygon.", noScreen,
-                                        noScreen, noScreen, noScreen, noScreen, noScreen}));
+    EXPECT_EQ(warnings.texts(), (std::vector<std::string>{
+                                    noImage, noImage, wrongType, wrongType, "Image3DClipper : no clip plane.",
+                                    "image3d : no valid image to set voxels inside a box.",
+                                    "image3d : no valid image to set voxels inside a polygon.", noScreen,
+                                    noScreen, noScreen, noScreen, noScreen, noScreen}));
 }
 
 } // namespace
