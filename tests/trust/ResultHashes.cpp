@@ -4,7 +4,9 @@
 // into ranges that changes a single bit of a single result fails. The means, which depend on the number of workers by
 // definition, carry that number in their names.
 //
-// usage: arvo_result_hashes [--threads N] [--check FILE]
+// With --kernels baseline|avx2 it says first whether this process runs those kernels, and ends with 77 if it does not.
+//
+// usage: arvo_result_hashes [--threads N] [--check FILE] [--kernels baseline|avx2]
 #include "trust/ResultHashes.h"
 
 #include "arvo/platform/threading/ThreadCount.h"
@@ -16,6 +18,18 @@
 #include <fstream>
 
 namespace {
+
+constexpr int NOT_THOSE_KERNELS = 77;
+
+/// What the dispatch of the vector clones asks when the library is loaded. Elsewhere there are no clones.
+const char* kernelsInUse()
+{
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+    return __builtin_cpu_supports("avx2") ? "avx2" : "baseline";
+#else
+    return "baseline";
+#endif
+}
 
 int compare(const trust::Results& results, const char* file)
 {
@@ -50,11 +64,18 @@ int compare(const trust::Results& results, const char* file)
 int main(int argc, char** argv)
 {
     const char* file = nullptr;
+    const char* kernels = kernelsInUse();
     for (int i = 1; i + 1 < argc; i += 2) {
         if (std::strcmp(argv[i], "--threads") == 0)
             threading::setThreadLimit(std::atoi(argv[i + 1]));
         else if (std::strcmp(argv[i], "--check") == 0)
             file = argv[i + 1];
+        else if (std::strcmp(argv[i], "--kernels") == 0)
+            kernels = argv[i + 1];
+    }
+    if (std::strcmp(kernels, kernelsInUse()) != 0) {
+        std::printf("no %s kernels here, but %s\n", kernels, kernelsInUse());
+        return NOT_THOSE_KERNELS;
     }
 
     trust::Results results;
