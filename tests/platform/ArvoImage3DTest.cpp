@@ -111,8 +111,11 @@ TEST(ArvoImage3D, KeepsRecordsInACopyAndDropsThemInANewVolume)
     image.addInfo(0x20001, "ImageOrientation", QByteArray("abc"));
     image.addInfo(0x20001, "ImageOrientation", QByteArray("xyz"));
     image.addInfo(7, "Other", QByteArray());
+    char* payload = image.info(0x20001)->data();
     ArvoImage3D copy = copyOf(image);
     ASSERT_NE(copy.info(0x20001), nullptr);
+    EXPECT_EQ(image.info(0x20001)->data(), payload) << "moved by copying";
+    payload[1] = 'z';
     EXPECT_EQ(copy.info(0x20001), copy.info("ImageOrientation"));
     EXPECT_EQ(copy.info("ImageOrientation")->data()[1], 'y');
     EXPECT_NE(copy.info(7), nullptr);

@@ -10,6 +10,11 @@ class ARVO_PLATFORM_EXPORT ArvoImage3DInfo {
 public:
     /// Keeps a copy of the payload.
     ArvoImage3DInfo(int tag, const QString& name, const QByteArray& payload);
+    /// A record of its own: a payload is never shared, so that writing to one record leaves the other as it is.
+    /// @{
+    ArvoImage3DInfo(const ArvoImage3DInfo& other);
+    ArvoImage3DInfo& operator=(const ArvoImage3DInfo&) = delete;
+    /// @}
 
     /// What the record was made with: a volume finds it by either.
     /// @{
