@@ -6,6 +6,7 @@
 
 #include <QList>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 
@@ -39,8 +40,7 @@ protected:
     {
         for (int i = 0; i < m_numWorkers; ++i) {
             const int start = m_numSlicesPerWorker * i;
-            add(start,
-                start + m_numSlicesPerWorker < numSlices ? start + m_numSlicesPerWorker - 1 : numSlices - 1);
+            add(start, start + std::min(m_numSlicesPerWorker - 1, numSlices - 1 - start));
         }
     }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <new>
 
 using namespace testing_support;
@@ -85,6 +86,29 @@ TEST(SliceWorkerCalculation, GivesEverySliceToOneWorker)
     }
     threading::setThreadLimit(0);
     EXPECT_EQ(MarkingWorker::alive, 0);
+}
+
+TEST(SliceWorkerCalculation, SplitsTheLargestNumberOfSlices)
+{
+    struct Ranges : SliceWorkerCalculation {
+        void execute(const std::atomic<bool>&) override
+        {
+            constexpr int slices = std::numeric_limits<int>::max();
+            int next = 0;
+            defineWorkLoad(slices);
+            forEachRange(slices, [&](int start, int stop) {
+                EXPECT_EQ(start, next);
+                EXPECT_GE(stop, start);
+                next = stop + 1;
+            });
+            EXPECT_EQ(next, slices);
+        }
+    };
+    for (const int limit : {1, 2}) {
+        threading::setThreadLimit(limit);
+        Ranges().execute(notCancelled);
+    }
+    threading::setThreadLimit(0);
 }
 
 TEST(SliceWorkerCalculation, WaitsForAllWhenOneFails)
