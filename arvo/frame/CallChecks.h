@@ -1,6 +1,7 @@
 #pragma once
 
 #include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/platform/image/ElementTypes.h"
 
 /// The tests of a call's arguments that operations make before they touch a voxel.
 namespace frame {
@@ -30,6 +31,13 @@ inline bool coversLoopOver(const ArvoImage3D& image, const ArvoImage3D& loop, st
     const std::size_t sliceBytes =
         static_cast<std::size_t>(size.x) * static_cast<std::size_t>(size.y) * elementWidth;
     return image.imageSize().z >= size.z && image.sizeOfAxialSlice() >= sliceBytes;
+}
+
+/// Whether a valid volume with voxels of `elementWidth` bytes has all slices from `first` to `last`.
+inline bool holdsSlices(const ArvoImage3D& image, int first, int last, std::size_t elementWidth)
+{
+    return image.isValid() && image::elementWidth(image.dataType()) == elementWidth && first >= 0 &&
+           last < image.imageSize().z;
 }
 
 } // namespace frame

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <numeric>
 #include <vector>
 
@@ -83,9 +84,10 @@ ARVO_VECTOR_CLONES void rescaleRun(T* voxels, std::ptrdiff_t count, const Window
     }
 }
 
-/// Whether single precision maps every value in the window to the same voxel as double precision does.
+/// Whether single precision maps every value in the window to the same voxel as double precision does; false as well
+/// when there is no memory to try it.
 template <class T> bool isExactInSinglePrecision(const Window<T>& window)
-{
+try {
     std::vector<T> inDouble(static_cast<std::size_t>(window.high - window.low) + 1);
     std::iota(inDouble.begin(), inDouble.end(), window.low);
     std::vector<T> inSingle = inDouble;
@@ -93,6 +95,8 @@ template <class T> bool isExactInSinglePrecision(const Window<T>& window)
     rescaleRun<double, true>(inDouble.data(), count, window);
     rescaleRun<float, true>(inSingle.data(), count, window);
     return inSingle == inDouble;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 template <class T> void rescale(T* voxels, std::ptrdiff_t count, const Window<T>& window)

@@ -1,5 +1,6 @@
 #include "arvo/voxelops/Image3DReplaceVoxelsHelper.h"
 
+#include "arvo/frame/CallChecks.h"
 #include "arvo/frame/CancelRule.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/VoxelConversion.h"
@@ -21,6 +22,11 @@ bool Image3DReplaceVoxelsHelper<T>::replaceVoxels(ArvoImage3D& image, ArvoImage3
                                                   int startSlice, int stopSlice,
                                                   const std::atomic<bool>& cancel)
 {
+    if (startSlice > stopSlice)
+        return true;
+    if (!frame::holdsSlices(image, startSlice, stopSlice, sizeof(T)) || mask.imageSize().z <= stopSlice ||
+        mask.sizeOfAxialSlice() < image.sizeOfAxialSlice() / sizeof(T))
+        return frame::refuse("Image3DReplaceVoxelsHelper : image and mask do not hold such slices.");
     const frame::VolumeView<T> voxels(image);
     const T replacement = image::toVoxel<T>(value);
     for (int z = startSlice; z <= stopSlice; ++z) {

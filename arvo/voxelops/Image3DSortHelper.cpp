@@ -1,10 +1,12 @@
 #include "arvo/voxelops/Image3DSortHelper.h"
 
+#include "arvo/frame/CallChecks.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/voxelops/SortKey.h"
 
 #include <array>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -56,10 +58,14 @@ void radixSort(std::vector<float>& values)
 template <class T, class Accept>
 std::vector<float> sortedValues(ArvoImage3D& image, int startSlice, int stopSlice, Accept&& accept,
                                 const std::atomic<bool>& cancel)
-{
+try {
     std::vector<float> values;
     if (startSlice > stopSlice)
         return values;
+    if (!frame::holdsSlices(image, startSlice, stopSlice, sizeof(T))) {
+        frame::refuse("Image3DSortHelper : the image does not hold such slices.");
+        return values;
+    }
     const frame::VolumeView<const T> voxels(image);
     if constexpr (std::is_floating_point_v<T>) {
         values.reserve(static_cast<std::size_t>(voxels.sliceCount() * (stopSlice - startSlice + 1)));
@@ -85,6 +91,9 @@ std::vector<float> sortedValues(ArvoImage3D& image, int startSlice, int stopSlic
                           static_cast<float>(value));
     }
     return values;
+} catch (const std::bad_alloc&) {
+    frame::refuse("Image3DSortHelper : out of memory.");
+    return {};
 }
 
 } // namespace

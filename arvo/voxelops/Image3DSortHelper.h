@@ -9,10 +9,11 @@ class ArvoImage3D;
 
 /// Sorted lists of voxels of type T: unsigned char, short, unsigned short or float.
 ///
-/// Slices startSlice to stopSlice (both inclusive, inside the volume), ascending, as floats. -0 sorts before +0, NaN after
-/// every number. The cancel flag is looked at after every voxel; seeing it raised gives an empty list, as does an empty
-/// range. O(n) time for n voxels: a count table for integers, a radix sort for floats. 4 bytes a voxel of the range for the
-/// list; floats need the same again while they are sorted.
+/// Slices startSlice to stopSlice (both inclusive), ascending, as floats. -0 sorts before +0, NaN after every number. The
+/// cancel flag is looked at after every voxel; seeing it raised gives an empty list, as does an empty range. Slices
+/// outside the volume, voxels of another width or no memory: one warning and an empty list. O(n) time for n voxels: a
+/// count table for integers, a radix sort for floats. 4 bytes a voxel of the range for the list; floats need the same
+/// again while they are sorted.
 template <class T> class ARVO_VOLUME_EXPORT Image3DSortHelper {
 public:
     /// Always true.

@@ -6,12 +6,15 @@
 #include "arvo/frame/ThreeImages3D.h"
 #include "arvo/platform/data/Histogram.h"
 #include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/platform/image/ElementTypes.h"
 #include "arvo/voxelops/ArvoImage3DConvertor.h"
 #include "arvo/voxelops/ArvoImage3DOperations.h"
 #include "arvo/voxelops/CalculateSurfaceHistogram.h"
 #include "arvo/voxelops/CalculateVolume.h"
 #include "arvo/voxelops/FloatedBinnedHistogram.h"
 #include "arvo/voxelops/Image3DReplaceVoxels.h"
+#include "arvo/voxelops/Image3DReplaceVoxelsHelper.h"
+#include "arvo/voxelops/Image3DSortHelper.h"
 #include "arvo/voxelops/Image3DStatistics.h"
 #include "arvo/voxelops/OtsuThreshold.h"
 #include "trust/Operations.h"
@@ -36,6 +39,14 @@ ArvoImage3D* owned(const ArvoImage3D* image)
     if (image->isValid())
         copy->copyFrom(image);
     return copy.release();
+}
+
+/// Runs the template of the first volume's element type, that of bytes where there is none.
+template <class Body> bool withElement(Call& c, Body&& body)
+{
+    const bool isVoxelType = image::isOneOf(c.a->dataType(), image::VoxelTypes{});
+    return image::withElementType(isVoxelType ? c.a->dataType() : image::UInt8, image::VoxelTypes{}, nullptr,
+                                  [&](auto element) { return body(element); });
 }
 
 bool sampleSurface(Call& c)
@@ -126,16 +137,9 @@ void addDifferential(Operations& list)
     list.push_back({"DifferentialHelper", 2, SECOND, 1, true, false, [](Call& c) {
                         if (!c.a || !c.b)
                             return false;
-                        switch (static_cast<int>(c.a->dataType())) {
-                        case image::UInt16:
-                            return differentiate<unsigned short>(c);
-                        case image::Int16:
-                            return differentiate<short>(c);
-                        case image::Float32:
-                            return differentiate<float>(c);
-                        default:
-                            return differentiate<unsigned char>(c);
-                        }
+                        return withElement(c, [&](auto element) {
+                            return differentiate<typename decltype(element)::type>(c);
+                        });
                     }});
 }
 
@@ -149,6 +153,15 @@ void addStatistics(Operations& list)
                             statistics.setInputImage(c.a);
                             return executed(statistics, c);
                         }});
+    list.push_back({"Image3DSortHelper", 1, NOTHING, 1, true, false, [](Call& c) {
+                        return c.a && withElement(c, [&](auto element) {
+                                   using Helper = Image3DSortHelper<typename decltype(element)::type>;
+                                   return !Helper::calculateSortedValues(*c.a, 0, c.i, c.cancel).empty() &&
+                                          !Helper::calculateNonZeroSortedValues(*c.a, std::min(c.i, 0), c.i,
+                                                                                c.cancel)
+                                               .empty();
+                               });
+                    }});
     list.push_back({"CalculateSurfaceHistogram", 1, NOTHING, 1, false, true, sampleSurface});
     list.push_back({"FloatedBinnedHistogram", 1, NOTHING, 1, true, true, binVoxels});
     list.push_back({"OtsuThreshold", 1, NOTHING, 1, true, true,
@@ -184,6 +197,8 @@ void addVoxelOperations(Operations& list)
     add("applyMask", 2, FIRST, [](Call& c) { return Ops::applyMask(c.a, c.b), false; });
     add("clipAndRescale", 1, FIRST,
         [](Call& c) { return Ops::clipAndRescale(c.a, c.i, 100, c.i / -2, c.i, c.i), false; });
+    add("clipAndRescale, a narrow window", 1, FIRST,
+        [](Call& c) { return Ops::clipAndRescale(c.a, c.i, 3, 0, c.i, c.i), false; });
     add("clipAndRescale, swapped", 1, FIRST,
         [](Call& c) { return Ops::clipAndRescale(c.a, 100, c.i, c.i, c.i / 3, 7), false; });
     add("invert", 1, FIRST, [](Call& c) { return Ops::invert(c.a), false; });
@@ -209,6 +224,13 @@ void addVoxelOperations(Operations& list)
                         replace.setReplaceValue(c.f);
                         return executed(replace, c);
                     }});
+    list.push_back(
+        {"Image3DReplaceVoxelsHelper", 2, FIRST, 1, true, true, [](Call& c) {
+             return c.a && c.b && withElement(c, [&](auto element) {
+                        using Helper = Image3DReplaceVoxelsHelper<typename decltype(element)::type>;
+                        return Helper::replaceVoxels(*c.a, *c.b, c.f, std::min(c.i, 0), c.i, c.cancel);
+                    });
+         }});
     list.push_back({"convert", 2, SECOND, 1, true, false, // an invalid volume has no voxels to convert
                     [](Call& c) { return ArvoImage3DConvertor::convert(c.a, c.b, c.i); }});
     for (const int target : {-1, 0, 1, 5, 7})
