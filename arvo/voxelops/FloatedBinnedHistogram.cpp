@@ -128,8 +128,9 @@ FloatedBinnedHistogram FloatedBinnedHistogram::computeHistogram(const ArvoImage3
 
 int FloatedBinnedHistogram::operator[](float value) const
 {
-    const auto bin = m_bins.find(Binning(m_min, m_max, m_binCount).keyOf(value));
-    if (bin == m_bins.end())
+    const float key = Binning(m_min, m_max, m_binCount).keyOf(value);
+    const auto bin = m_bins.find(key);
+    if (bin == m_bins.end() || bin->first != key) // a map finds its first bin for NaN
         throw std::out_of_range("invalid map<K, T> key");
     return bin->second;
 }

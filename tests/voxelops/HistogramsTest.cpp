@@ -69,6 +69,7 @@ TEST(BinnedHistogram, LooksUpTheBinOfAValue)
     EXPECT_EQ(histogram[1.0f], 2);
     EXPECT_THROW(histogram[0.6f], std::out_of_range);
     EXPECT_THROW(histogram[1.5f], std::out_of_range);
+    EXPECT_THROW(histogram[NAN], std::out_of_range);
     // 0.1f is above 0.1: the ends are compared in double precision.
     const ArvoImage3D tenth = volumeOf<float>({1, 1, 1}, image::Float32, {0.1f});
     const auto aboveTheEnd = FloatedBinnedHistogram::computeHistogram(tenth, 0, 0.1, 4);
