@@ -2,9 +2,38 @@
 
 #include "arvo/platform/threading/ThreadCount.h"
 
+#include <map>
 #include <vector>
 
-namespace bench::detail {
+namespace bench {
+
+namespace {
+
+/// Filled while the program starts, by the workloads' own registration.
+std::map<std::string, std::function<void(int)>>& counts()
+{
+    static std::map<std::string, std::function<void(int)>> all;
+    return all;
+}
+
+} // namespace
+
+bool countInstructions(const std::string& name, int edge)
+{
+    const auto found = counts().find(name);
+    if (found == counts().end())
+        return false;
+    threading::setThreadLimit(1);
+    found->second(edge);
+    return true;
+}
+
+namespace detail {
+
+void registerCount(const std::string& name, const std::function<void(int edge)>& count)
+{
+    counts()[name] = count;
+}
 
 void registerVariants(const Job& job, const std::function<void(benchmark::State&, const Variant&)>& run)
 {
@@ -40,4 +69,6 @@ void report(benchmark::State& state, const Job& job, const Variant& variant, std
         state.SetBytesProcessed(static_cast<std::int64_t>(job.bytes(variant.edge)) * state.iterations());
 }
 
-} // namespace bench::detail
+} // namespace detail
+
+} // namespace bench

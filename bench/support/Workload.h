@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/InstructionCount.h"
 #include "support/PeakMemory.h"
 
 #include <benchmark/benchmark.h>
@@ -31,9 +32,14 @@ struct Variant {
 
 /// Registers every variant of the job; `run` does its own timing.
 void registerVariants(const Job& job, const std::function<void(benchmark::State&, const Variant&)>& run);
+/// Keeps what counts the instructions of the workload at an edge.
+void registerCount(const std::string& name, const std::function<void(int edge)>& count);
 void report(benchmark::State& state, const Job& job, const Variant& variant, std::size_t peakBytes);
 
 } // namespace detail
+
+/// Counts the instructions of one run of that workload on one thread; false if there is no such workload.
+bool countInstructions(const std::string& name, int edge);
 
 /// Registers a workload. prepare(edge) makes the state of one repetition and is not timed; run(state) is; the state is
 /// destroyed outside the timed part. What `run` allocates is allocated inside it. A first run is not timed; it tells the
@@ -56,6 +62,14 @@ template <class Prepare, class Run> bool workload(const Job& job, Prepare prepar
             state.SetIterationTime(elapsed.count());
         }
         detail::report(state, job, variant, peakBytes);
+    });
+    detail::registerCount(job.name, [=](int edge) {
+        auto warmUp = prepare(edge);
+        run(warmUp);
+        auto prepared = prepare(edge);
+        startCounting();
+        run(prepared);
+        stopCounting(job.name);
     });
     return true;
 }
