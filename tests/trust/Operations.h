@@ -1,5 +1,8 @@
 #pragma once
 
+#include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/platform/image/ElementTypes.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,8 +11,6 @@
 #include <ostream>
 #include <string>
 #include <vector>
-
-class ArvoImage3D;
 
 /// The exported operations as a table, for tests that do the same to each of them.
 namespace trust {
@@ -48,17 +49,25 @@ inline void PrintTo(const Operation& operation, std::ostream* out)
 
 using Operations = std::vector<Operation>;
 
-void addVoxelOperations(Operations& operations);
-void addBinaryOperations(Operations& operations);
-void addSpatialOperations(Operations& operations);
+/// The operations of one folder of the library, those of the volume itself last.
+/// @{
+void addVoxelOperations(Operations& list);
+void addDifferentialOperations(Operations& list);
+void addBinaryOperations(Operations& list);
+void addFilterOperations(Operations& list);
+void addResliceOperations(Operations& list);
+void addGeometryOperations(Operations& list);
+void addVolumeOperations(Operations& list);
+/// @}
 
 inline Operations allOperations()
 {
-    Operations operations;
-    addVoxelOperations(operations);
-    addBinaryOperations(operations);
-    addSpatialOperations(operations);
-    return operations;
+    Operations list;
+    for (const auto add :
+         {addVoxelOperations, addDifferentialOperations, addBinaryOperations, addFilterOperations,
+          addResliceOperations, addGeometryOperations, addVolumeOperations})
+        add(list);
+    return list;
 }
 
 /// The name of an operation's test: letters, digits and underscores, and its index.
@@ -68,6 +77,14 @@ inline std::string testNameOf(const testing::TestParamInfo<Operation>& info)
     for (const char c : info.param.name)
         name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     return name + "_" + std::to_string(info.index);
+}
+
+/// Runs the template of the first volume's element type, that of bytes where there is none.
+template <class Body> bool withElement(Call& call, Body&& body)
+{
+    const bool isVoxelType = image::isOneOf(call.a->dataType(), image::VoxelTypes{});
+    return image::withElementType(isVoxelType ? call.a->dataType() : image::UInt8, image::VoxelTypes{},
+                                  nullptr, [&](auto element) { return body(element); });
 }
 
 /// Executes a calculation.
