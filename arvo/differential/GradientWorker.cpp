@@ -17,6 +17,10 @@ void GradientWorker::processSlices()
         frame::refuse("GradientWorker : input and/or output image is not correct.");
         return;
     }
+    if (!isRangeInside()) {
+        frame::refuse("GradientWorker : the slices lie outside the volume.");
+        return;
+    }
     const bool isDone = image::withElementType(
         input.dataType(), image::VoxelTypes{},
         "GradientWorker : not implemented for the given input image data type.", [&](auto element) {

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "arvo/frame/Export.h"
+#include "arvo/platform/image/ArvoImage3D.h"
 
 #include <QThread>
 
 #include <atomic>
-
-class ArvoImage3D;
 
 /// A thread that processes one range of axial slices; subclasses say what is done to them.
 ///
@@ -37,13 +36,19 @@ protected:
     /// Processes the range. Returning without a call of succeeded() is a failure; an empty range succeeds.
     virtual void processSlices() = 0;
 
-    /// What setImages() and setWork() were given. An image that was not set must not be asked for.
+    /// What setImages() and setWork() were given. An image that was not set is an invalid one, not to be written.
     /// @{
-    ArvoImage3D& getInputImage() const { return *m_inputImage; }
-    ArvoImage3D& getOutputImage() const { return *m_outputImage; }
+    ArvoImage3D& getInputImage() const { return m_inputImage ? *m_inputImage : m_noImage; }
+    ArvoImage3D& getOutputImage() const { return m_outputImage ? *m_outputImage : m_noImage; }
     int getStartSlice() const { return m_startSlice; }
     int getStopSlice() const { return m_stopSlice; }
     /// @}
+    /// Whether the range lies inside the input image; an empty one does.
+    bool isRangeInside() const
+    {
+        return m_startSlice > m_stopSlice ||
+               (m_startSlice >= 0 && m_stopSlice < getInputImage().imageSize().z);
+    }
     /// The flag handed over at the start; before that, or without one, a flag that is never raised.
     const std::atomic<bool>& getCancelFlag() const { return m_cancel ? *m_cancel : m_ownCancel; }
     /// What processSlices() reports; the last call counts.
@@ -61,5 +66,6 @@ private:
     const std::atomic<bool>* m_cancel = nullptr;
     std::atomic<bool> m_ownCancel{false};
     std::atomic<bool> m_isDone{
-        false}; // hands the results over: the thread class's own hand-over lies inside Qt
+        false};                    // hands the results over: the thread class's own hand-over lies inside Qt
+    mutable ArvoImage3D m_noImage; // so that a worker without volumes makes a bad call and not a crash
 };

@@ -1,12 +1,16 @@
 #include "arvo/voxelops/Image3DReplaceVoxelsWorker.h"
 
-#include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/frame/CallChecks.h"
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/voxelops/Image3DReplaceVoxelsHelper.h"
 
 void Image3DReplaceVoxelsWorker::processSlices()
 {
     ArvoImage3D& image = getInputImage();
+    if (!m_maskImage) {
+        frame::refuse("Image3DReplaceVoxelsWorker : no mask.");
+        return;
+    }
     const bool isDone = image::withElementType(
         image.dataType(), image::VoxelTypes{},
         "Image3DReplaceVoxelsWorker : not implemented for the given input image data type.",

@@ -1,5 +1,6 @@
 #include "arvo/voxelops/Image3DStatisticsWorker.h"
 
+#include "arvo/frame/CallChecks.h"
 #include "arvo/frame/CancelRule.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
@@ -45,6 +46,10 @@ void Image3DStatisticsWorker::processSlices()
     m_partialResult = 0.0;
     m_nonZeroCount = 0;
     *m_tally = {};
+    if (!isRangeInside()) {
+        frame::refuse("Image3DStatisticsWorker : the slices lie outside the volume.");
+        return;
+    }
     bool isDone = false;
     switch (static_cast<int>(m_method)) {
     case Image3DStatisticsMethod::Mean:
