@@ -4,6 +4,7 @@ target_compile_features(arvo_compile_settings INTERFACE cxx_std_20)
 target_compile_options(arvo_compile_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion
   $<$<BOOL:${ARVO_WARNINGS_AS_ERRORS}>:-Werror>
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-pragmas> # it does not know GCC's ivdep
   # Results are the same bits on every instruction set: no fused multiply-add.
   -ffp-contract=off
   # Neither flag changes a result: nobody reads errno or the floating-point exception flags, and without
