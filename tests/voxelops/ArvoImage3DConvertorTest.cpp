@@ -98,12 +98,11 @@ TEST(Convertor, RefusesOnlyWhatItCannotWrite)
         EXPECT_TRUE(sameBits(before, out));
         EXPECT_TRUE(warnings.texts().empty());
     }
-    Warnings warnings;
+    const Warnings warnings;
     ArvoImage3D small = randomVolume({3, 3, 1}, image::Int16, 1);
     EXPECT_FALSE(ArvoImage3DConvertor::convert(&in, &small, 1));
-    EXPECT_FALSE(ArvoImage3DConvertor::convert(nullptr, &small, 1));
-    EXPECT_FALSE(ArvoImage3DConvertor::convert(&in, nullptr, 1));
-    EXPECT_EQ(warnings.texts().size(), 3u);
+    EXPECT_EQ(warnings.texts(),
+              Texts{"ArvoImage3DConvertor : the output image is smaller than the input image."});
 }
 
 } // namespace

@@ -8,18 +8,13 @@
 #include "support/Warnings.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
-#include <thread>
 
 using namespace testing_support;
 
 namespace {
 
 using Method = Image3DStatisticsMethod;
-using Texts = std::vector<std::string>;
-
-constexpr auto MethodWithoutName = static_cast<Method::Method>(4);
 
 struct ThreadLimit {
     explicit ThreadLimit(int count) { threading::setThreadLimit(count); }
@@ -196,38 +191,26 @@ TEST(Statistics, ByHand)
 TEST(Statistics, WarnAsDescribed)
 {
     const ThreadLimit limit(1);
-    const std::string worker = "Image3DStatisticsWorker : ";
-    const std::string end = " not implemented for the given input image data type.";
+    const auto expectWarning = [](int method, image::DataType type, const std::string& text, bool success) {
+        const Warnings warnings;
+        ArvoImage3D image = randomVolume({3, 2, 2}, type, 1);
+        const Result result = compute(image, static_cast<Method::Method>(method));
+        EXPECT_EQ(result.success, success) << text;
+        EXPECT_EQ(result.value, 0.0);
+        EXPECT_EQ(warnings.texts(), std::vector<std::string>{text});
+    };
     const std::pair<int, std::string> jobs[] = {
         {0, "mean"}, {1, "sum-of-non-zero-values"}, {2, "sorting"}, {3, "non-zero sorting"}, {4, "sorting"}};
     for (const auto& [method, job] : jobs) {
-        for (const image::DataType type : {image::Reserved, image::Int32}) {
-            Warnings warnings;
-            ArvoImage3D image = randomVolume({3, 2, 2}, type, 1);
-            const Result result = compute(image, static_cast<Method::Method>(method));
-            EXPECT_FALSE(result.success);
-            EXPECT_EQ(result.value, 0.0);
-            EXPECT_EQ(warnings.texts(), Texts{worker + job + end});
-        }
+        for (const image::DataType type : {image::Reserved, image::Int32})
+            expectWarning(method, type,
+                          "Image3DStatisticsWorker : " + job +
+                              " not implemented for the given input image data type.",
+                          false);
     }
-    ArvoImage3D image = randomVolume({3, 2, 2}, image::Int16, 1);
-    {
-        Warnings warnings;
-        const Result result = compute(image, MethodWithoutName);
-        EXPECT_TRUE(result.success);
-        EXPECT_EQ(result.value, 0.0);
-        EXPECT_EQ(warnings.texts(), Texts{"Image3DStatistics : unknown method, not implemented."});
-    }
-    {
-        Warnings warnings;
-        EXPECT_FALSE(compute(image, static_cast<Method::Method>(-7)).success);
-        EXPECT_EQ(warnings.texts(), Texts{worker + "unknown statistical method to work for."});
-    }
-    Warnings warnings;
-    Image3DStatistics withoutImage(Method::Mean);
-    withoutImage.execute(notCancelled);
-    EXPECT_FALSE(withoutImage.isSuccess());
-    EXPECT_EQ(warnings.texts(), Texts{"Image3DStatistics : no valid input image."});
+    expectWarning(4, image::Int16, "Image3DStatistics : unknown method, not implemented.", true);
+    expectWarning(-7, image::Int16, "Image3DStatisticsWorker : unknown statistical method to work for.",
+                  false);
 }
 
 TEST(Statistics, FailWhenTheFlagIsUpAndForgetTheValueOfTheRunBefore)
@@ -247,19 +230,6 @@ TEST(Statistics, FailWhenTheFlagIsUpAndForgetTheValueOfTheRunBefore)
     }
 }
 
-TEST(Statistics, RaisedDuringTheRunTheResultIsWholeOrNone)
-{
-    ArvoImage3D image = randomVolume({256, 256, 64}, image::Float32, 1);
-    const double expected = compute(image, Method::Mean).value;
-    for (int round = 0; round < 8; ++round) {
-        std::atomic<bool> cancel{false};
-        std::thread canceller([&] { cancel = true; });
-        const Result result = compute(image, Method::Mean, cancel);
-        canceller.join();
-        EXPECT_EQ(result.value, result.success ? expected : 0.0);
-    }
-}
-
 template <class T> bool isSmall(T value)
 {
     return value < T(2);
@@ -271,31 +241,23 @@ template <class T> void expectSortedLists(const math::Ivec3& size, image::DataTy
     ArvoImage3D image = randomVolume(size, type, 4, fill);
     const int first = std::min(1, size.z - 1);
     const std::size_t sliceCount = static_cast<std::size_t>(size.x * size.y);
-    const auto expected = [&](bool (*accept)(T)) {
-        std::vector<float> values;
+    const int last = size.z - 1;
+    const auto expectList = [&](bool (*accept)(T), const std::vector<float>& sorted) {
+        std::vector<float> expected;
         for (const T v : voxels<T>(image).subspan(static_cast<std::size_t>(first) * sliceCount)) {
             if (accept(v))
-                values.push_back(v);
+                expected.push_back(v);
         }
-        std::ranges::sort(values, [](float a, float b) {
+        std::ranges::sort(expected, [](float a, float b) {
             return std::isnan(b) ? !std::isnan(a) : a < b || (a == b && std::signbit(a) && !std::signbit(b));
         });
-        return values;
+        EXPECT_TRUE(std::ranges::equal(expected, sorted, [](float a, float b) { return sameBits(a, b); }))
+            << describe(size, type, 4);
     };
-    const auto same = [](const std::vector<float>& a, const std::vector<float>& b) {
-        return std::ranges::equal(a, b, [](float x, float y) { return sameBits(x, y); });
-    };
-    const int last = size.z - 1;
-    const std::string what = describe(size, type, 4);
-    EXPECT_TRUE(
-        same(expected(Helper::sortAll), Helper::calculateSortedValues(image, first, last, notCancelled)))
-        << what;
-    EXPECT_TRUE(same(expected(Helper::sortWhenNonZero),
-                     Helper::calculateNonZeroSortedValues(image, first, last, notCancelled)))
-        << what;
-    EXPECT_TRUE(same(expected(isSmall<T>),
-                     Helper::sortVoxelsInStdVector(image, first, last, isSmall<T>, notCancelled)))
-        << what;
+    expectList(Helper::sortAll, Helper::calculateSortedValues(image, first, last, notCancelled));
+    expectList(Helper::sortWhenNonZero,
+               Helper::calculateNonZeroSortedValues(image, first, last, notCancelled));
+    expectList(isSmall<T>, Helper::sortVoxelsInStdVector(image, first, last, isSmall<T>, notCancelled));
     EXPECT_TRUE(Helper::calculateSortedValues(image, 1, 0, notCancelled).empty());
     EXPECT_TRUE(Helper::calculateSortedValues(image, first, last, std::atomic<bool>(true)).empty());
 }
@@ -305,14 +267,9 @@ TEST(SortHelper, SortsRangesOfSlices)
     for (const math::Ivec3& size : someSizes()) {
         for (const Fill fill : {Fill::Uniform, Fill::Extremes, Fill::FewValues}) {
             for (const image::DataType type : voxelTypes()) {
-                if (type == image::UInt16)
-                    expectSortedLists<unsigned short>(size, type, fill);
-                else if (type == image::Int16)
-                    expectSortedLists<short>(size, type, fill);
-                else if (type == image::Float32)
-                    expectSortedLists<float>(size, type, fill);
-                else
-                    expectSortedLists<unsigned char>(size, type, fill);
+                image::withElementType(type, image::VoxelTypes{}, nullptr, [&](auto element) {
+                    expectSortedLists<typename decltype(element)::type>(size, type, fill);
+                });
             }
         }
     }
