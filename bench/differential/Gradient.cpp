@@ -20,6 +20,7 @@ bool gradientOf(const char* name, const ArvoImage3D& (*input)(int edge, int seed
     return bench::workload(
         {.name = name,
          .isThreaded = true,
+         .isScaling = true,
          .bytes = [=](int edge) { return (bytesPerVoxel + 12.0) * edge * edge * edge; }},
         [=](int edge) {
             return Run{inputs::copyOf(input(edge, 0)), nullptr};

@@ -7,7 +7,7 @@ namespace {
 
 const bool registered[] = {
     bench::workload(
-        {.name = "clip_plane_i16", .isThreaded = true},
+        {.name = "clip_plane_i16", .isThreaded = true, .isScaling = true},
         [](int edge) { return inputs::copyOf(inputs::ct16(edge)); },
         [](ArvoImage3D& image) {
             const auto middle = static_cast<float>(image.imageSize().x) / 2.0f;

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <set>
 #include <string>
 #include <sys/resource.h>
 #include <vector>
@@ -18,7 +20,8 @@ struct Options {
     int edge = 256;
     bool check = false;
     bool cpu = false;
-    std::string only; // parts of workload names, separated by commas
+    std::string only;              // parts of workload names, separated by commas
+    std::set<std::string> skipped; // "workload,peer": the lines of the file given by --skip
 };
 
 inline Options& options()
@@ -41,13 +44,18 @@ inline void parse(int argc, char** argv)
             o.edge = std::atoi(value());
         else if (a == "--only")
             o.only = value();
-        else if (a == "--check")
+        else if (a == "--skip") {
+            std::ifstream lines(value());
+            for (std::string line; std::getline(lines, line);)
+                o.skipped.insert(line);
+        } else if (a == "--check")
             o.check = true;
         else if (a == "--cpu")
             o.cpu = true;
         else {
-            std::fprintf(stderr,
-                         "usage: [--threads N] [--runs N] [--edge N] [--only NAME] [--check] [--cpu]\n");
+            std::fprintf(
+                stderr,
+                "usage: [--threads N] [--runs N] [--edge N] [--only NAME] [--skip FILE] [--check] [--cpu]\n");
             std::exit(2);
         }
     }
@@ -83,7 +91,7 @@ inline double median(std::vector<double> v)
 template <class Prepare, class Run, class Check>
 void bench(const char* workload, const char* peer, double units, Prepare prepare, Run run, Check check)
 {
-    if (!wanted(workload))
+    if (!wanted(workload) || options().skipped.count(std::string(workload) + "," + peer))
         return;
     using clock = std::chrono::steady_clock;
     const Options& o = options();
@@ -106,7 +114,7 @@ void bench(const char* workload, const char* peer, double units, Prepare prepare
         cpu.push_back(c);
         total += w;
         const int n = int(wall.size());
-        if (n >= o.runs && (total > 0.5 || n >= 5 * o.runs))
+        if (n >= o.runs && (total > 0.1 * o.runs || n >= 5 * o.runs))
             break;
     }
     const double m = median(wall);

@@ -140,7 +140,7 @@ const bool registered[] = {
             Reslicer::loadInterpolatedNormalizedReslice(p->volume, p->origin.data(), p->columns.data(),
                                                         p->rows.data(), PIXELS, PIXELS, p->image);
         }),
-    bench::workload({.name = "mip_oblique_i16", .isThreaded = true}, raysShort,
+    bench::workload({.name = "mip_oblique_i16", .isThreaded = true, .isScaling = true}, raysShort,
                     [](auto& p) {
                         Reslicer::loadMIPReslice(p->volume, p->origin.data(), p->columns.data(),
                                                  p->rows.data(), PIXELS, PIXELS, p->steps.data(),

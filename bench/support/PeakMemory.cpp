@@ -1,6 +1,7 @@
 #include "support/PeakMemory.h"
 
 #include <fstream>
+#include <malloc.h>
 #include <string>
 
 namespace bench {
@@ -21,6 +22,7 @@ std::size_t statusBytes(const std::string& field)
 
 std::size_t resetPeakMemory()
 {
+    malloc_trim(0); // freed blocks that stay resident would hide what is allocated next
     std::ofstream("/proc/self/clear_refs") << "5";
     return statusBytes("VmRSS");
 }
