@@ -21,9 +21,8 @@ public:
     /// this data type." for any other type. A table beyond the memory, or one whose size no 64-bit integer holds, is the
     /// standard allocation failure, which is thrown and leaks nothing.
     ///
-    /// Strips of columns run in parallel. O(n) time for n voxels, whatever the kernel. Of the table of
-    /// (nx + kx) (ny + ky) (nz + kz) doubles only kz + 1 slices of the strips at work are held, and one double per
-    /// row of the volume and strip.
+    /// Strips of columns run in parallel. The time is that of a table of (nx + kx) (ny + ky) (nz + kz) doubles, of which
+    /// only kz + 1 slices of the strips at work are held, and one double per row of the volume and strip.
     static std::unique_ptr<ArvoImage3D> applyCubicFilter(const ArvoImage3D& image,
                                                          const std::array<unsigned long long, 3>& kernelSize);
 };
