@@ -1,15 +1,28 @@
 #pragma once
 
-#include "arvo/platform/image/ArvoImage3D.h"
+#include "support/RandomVolume.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 
-/// Samples straight from the definition, one at a time, for comparison.
+/// Positions to sample at, and samples straight from the definition, one at a time.
 namespace naive {
 
 using Vec = std::array<float, 3>;
+
+/// A component of a position or a direction: mostly within the scale, often 0 or a whole number, sometimes absurd.
+inline float component(testing_support::Random& random, float scale)
+{
+    constexpr float absurd[] = {1e9f, -1e9f, 3e38f, INFINITY, NAN};
+    const float any = std::uniform_real_distribution<float>(-scale, scale)(random);
+    const auto dice = random() % 16;
+    if (dice < 3)
+        return 0.0f;
+    if (dice < 5)
+        return std::round(any);
+    return dice > 5 ? any : random() % 4 == 0 ? absurd[random() % 5] : -0.0f;
+}
 
 /// The index of a position: toward zero; what no int holds lies far outside.
 inline int indexOf(float position)
@@ -17,32 +30,32 @@ inline int indexOf(float position)
     return std::abs(position) < 2e9f ? static_cast<int>(position) : -2147483647 - 1;
 }
 
-inline bool isInside(const ArvoImage3D& volume, int x, int y, int z)
+inline math::Ivec3 indexOf(const Vec& p)
+{
+    return {indexOf(p[0]), indexOf(p[1]), indexOf(p[2])};
+}
+
+inline bool isInside(const ArvoImage3D& volume, const math::Ivec3& v)
 {
     const math::Ivec3 n = volume.imageSize();
-    return x >= 0 && y >= 0 && z >= 0 && x < n.x && y < n.y && z < n.z;
+    return v.x >= 0 && v.y >= 0 && v.z >= 0 && v.x < n.x && v.y < n.y && v.z < n.z;
 }
 
 /// The blend of the eight neighbours; a neighbour past an end is the voxel at that end.
 inline float trilinear(const ArvoImage3D& volume, const Vec& p)
 {
-    const math::Ivec3 n = volume.imageSize();
-    int index[3];
-    float f[3];
-    for (int a = 0; a < 3; ++a) {
-        index[a] = indexOf(p[static_cast<std::size_t>(a)]);
-        f[a] = p[static_cast<std::size_t>(a)] - static_cast<float>(index[a]);
-    }
+    const math::Ivec3 index = indexOf(p);
     float sum = 0.0f;
     for (int k = 0; k < 8; ++k) {
-        int v[3];
+        math::Ivec3 v;
         float weight = 1.0f;
         for (int a = 0; a < 3; ++a) {
             const int upper = k >> a & 1;
-            v[a] = std::clamp(index[a] + upper, 0, n[a] - 1);
-            weight = weight * (upper ? f[a] : 1.0f - f[a]);
+            const float f = p[static_cast<std::size_t>(a)] - static_cast<float>(index[a]);
+            v[a] = std::clamp(index[a] + upper, 0, volume.imageSize()[a] - 1);
+            weight = weight * (upper ? f : 1.0f - f);
         }
-        const float term = weight * volume.getFloatValue(v[0], v[1], v[2]);
+        const float term = weight * volume.getFloatValue(v.x, v.y, v.z);
         sum = k == 0 ? term : sum + term;
     }
     return sum;
