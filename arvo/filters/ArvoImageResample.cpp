@@ -106,6 +106,9 @@ struct Interval {
 /// a single row would wait for each other.
 constexpr int LANES = frame::SamplePositions::COUNT;
 
+/// Voxels of each row between two writes.
+constexpr std::ptrdiff_t STEPS = 16;
+
 /// The run of a row's voxels whose positions lie inside the input.
 template <class T> struct Run {
     T* voxels;
@@ -118,7 +121,7 @@ public:
     RowSampler(const ArvoImage3D& in, const Point& step, std::ptrdiff_t width)
         : m_sampler(in),
           m_size(in.imageSize()),
-          m_step(step),
+          m_step{step.x, step.y, step.z},
           m_width(width)
     {
     }
@@ -155,9 +158,10 @@ public:
             // Lanes without a run of their own follow the longest one, and so stay inside the input.
             for (std::ptrdiff_t i = active; i < LANES; ++i)
                 moveLane(positions, i, {positions.x[0], positions.y[0], positions.z[0]});
-            for (const std::ptrdiff_t end = runs[static_cast<std::size_t>(active - 1)].count; done < end;
-                 ++done)
-                sampleOnce(positions, runs.first(static_cast<std::size_t>(active)), done);
+            const std::ptrdiff_t end = runs[static_cast<std::size_t>(active - 1)].count;
+            for (; done < end; done += std::min(end - done, STEPS))
+                march(positions, runs.first(static_cast<std::size_t>(active)), done,
+                      std::min(end - done, STEPS));
         }
     }
 
@@ -169,25 +173,25 @@ private:
         positions.z[lane] = to.z;
     }
 
-    /// Samples voxel `index` of each run and steps on.
-    void sampleOnce(frame::SamplePositions& positions, std::span<Run<T>> runs, std::ptrdiff_t index) const
+    /// Fills `steps` voxels of each run from `first` on.
+    void march(frame::SamplePositions& positions, std::span<Run<T>> runs, std::ptrdiff_t first,
+               std::ptrdiff_t steps) const
     {
-        float samples[LANES];
-        m_sampler.sample(positions, samples);
-        T voxels[LANES];
-        for (int i = 0; i < LANES; ++i) {
+        float samples[STEPS * LANES];
+        m_sampler.march(positions, m_step, static_cast<int>(steps), samples);
+        T voxels[STEPS * LANES];
+        for (std::ptrdiff_t i = 0; i < steps * LANES; ++i)
             voxels[i] = image::toVoxel<T>(samples[i]);
-            positions.x[i] += m_step.x;
-            positions.y[i] += m_step.y;
-            positions.z[i] += m_step.z;
+        for (std::size_t lane = 0; lane < runs.size(); ++lane) {
+            T* run = runs[lane].voxels + first;
+            for (std::ptrdiff_t i = 0; i < steps; ++i)
+                run[i] = voxels[i * LANES + static_cast<std::ptrdiff_t>(lane)];
         }
-        for (std::size_t i = 0; i < runs.size(); ++i)
-            runs[i].voxels[index] = voxels[i];
     }
 
     frame::TrilinearSampler<T> m_sampler;
     math::Ivec3 m_size;
-    Point m_step;
+    frame::SampleStep m_step;
     std::ptrdiff_t m_width;
 };
 

@@ -61,13 +61,29 @@ void sampleOneByOne(const VolumeView<const T>& voxels, const SamplePositions& po
     }
 }
 
+namespace {
+
+template <class T>
+void marchOneByOne(const VolumeView<const T>& voxels, SamplePositions& positions, const SampleStep& step,
+                   int count, float* samples)
+{
+    for (int k = 0; k < count; ++k) {
+        sampleOneByOne<T>(voxels, positions, samples + k * COUNT);
+        for (int i = 0; i < COUNT; ++i) {
+            positions.x[i] += step.x;
+            positions.y[i] += step.y;
+            positions.z[i] += step.z;
+        }
+    }
+}
+
+} // namespace
+
 template <class T>
 TrilinearSampler<T>::TrilinearSampler(const ArvoImage3D& volume)
     : m_voxels(volume),
-      m_sample(wideSamplerFor(m_voxels))
+      m_path(widePathFor(m_voxels).value_or(SamplingPath<T>{sampleOneByOne<T>, marchOneByOne<T>}))
 {
-    if (!m_sample)
-        m_sample = sampleOneByOne<T>;
 }
 
 #define ARVO_INSTANTIATE(T)                                                                                  \

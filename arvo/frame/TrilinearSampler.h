@@ -2,6 +2,8 @@
 
 #include "arvo/frame/VolumeView.h"
 
+#include <optional>
+
 namespace frame {
 
 /// Positions in continuous voxel indices, to be sampled together.
@@ -13,9 +15,25 @@ struct alignas(64) SamplePositions {
     float z[COUNT];
 };
 
+/// How far the positions of a block move together.
+struct SampleStep {
+    float x, y, z;
+};
+
 /// Samples a volume at all positions of a block.
 template <class T>
 using SampleFunction = void (*)(const VolumeView<const T>&, const SamplePositions&, float* samples);
+
+/// Does so `count` times, the positions moving one step on after each.
+template <class T>
+using MarchFunction = void (*)(const VolumeView<const T>&, SamplePositions&, const SampleStep&, int count,
+                               float* samples);
+
+/// What samples a volume on this processor.
+template <class T> struct SamplingPath {
+    SampleFunction<T> sample;
+    MarchFunction<T> march;
+};
 
 /// Trilinear samples of a volume with voxels of type T, a block of positions at a time, in single precision.
 ///
@@ -34,19 +52,25 @@ public:
     /// samples[i] = the sample at (x[i], y[i], z[i]), for all SamplePositions::COUNT positions.
     void sample(const SamplePositions& positions, float* samples) const
     {
-        m_sample(m_voxels, positions, samples);
+        m_path.sample(m_voxels, positions, samples);
+    }
+
+    /// The samples of `count` steps, a block each, positions[i] += step after each of them.
+    void march(SamplePositions& positions, const SampleStep& step, int count, float* samples) const
+    {
+        m_path.march(m_voxels, positions, step, count, samples);
     }
 
 private:
     VolumeView<const T> m_voxels;
-    SampleFunction<T> m_sample;
+    SamplingPath<T> m_path;
 };
 
 /// The sampling itself, one position after the other; the reference for the other paths, which give the same bits.
 template <class T>
 void sampleOneByOne(const VolumeView<const T>& voxels, const SamplePositions& positions, float* samples);
 
-/// The path for processors with AVX2, where it has one for that volume, else null.
-template <class T> SampleFunction<T> wideSamplerFor(const VolumeView<const T>& voxels);
+/// The path for processors with AVX2, where there is one for that volume.
+template <class T> std::optional<SamplingPath<T>> widePathFor(const VolumeView<const T>& voxels);
 
 } // namespace frame

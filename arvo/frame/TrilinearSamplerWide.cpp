@@ -127,6 +127,25 @@ void sampleWide(const VolumeView<const T>& voxels, const SamplePositions& positi
     }
 }
 
+void advance(float* positions, float step)
+{
+    for (int first = 0; first < SamplePositions::COUNT; first += LANES)
+        _mm256_store_ps(positions + first,
+                        _mm256_add_ps(_mm256_load_ps(positions + first), _mm256_set1_ps(step)));
+}
+
+template <class T>
+void marchWide(const VolumeView<const T>& voxels, SamplePositions& positions, const SampleStep& step,
+               int count, float* samples)
+{
+    for (int k = 0; k < count; ++k) {
+        sampleWide(voxels, positions, samples + k * SamplePositions::COUNT);
+        advance(positions.x, step.x);
+        advance(positions.y, step.y);
+        advance(positions.z, step.z);
+    }
+}
+
 } // namespace
 
 } // namespace frame
@@ -136,21 +155,24 @@ void sampleWide(const VolumeView<const T>& voxels, const SamplePositions& positi
 
 namespace frame {
 
-template <class T> SampleFunction<T> wideSamplerFor([[maybe_unused]] const VolumeView<const T>& voxels)
+template <class T>
+std::optional<SamplingPath<T>> widePathFor([[maybe_unused]] const VolumeView<const T>& voxels)
 {
 #if ARVO_HAS_WIDE_SAMPLER
     // Offsets are 32-bit, and an axis of one voxel has no pair.
     const bool isPossible = voxels.count() <= std::numeric_limits<std::int32_t>::max() &&
                             voxels.width() >= 2 && voxels.height() >= 2 && voxels.depth() >= 2;
     if (isPossible && __builtin_cpu_supports("avx2"))
-        return sampleWide<T>;
+        return SamplingPath<T>{sampleWide<T>, marchWide<T>};
 #endif
-    return nullptr;
+    return std::nullopt;
 }
 
-template SampleFunction<unsigned char> wideSamplerFor(const VolumeView<const unsigned char>&);
-template SampleFunction<short> wideSamplerFor(const VolumeView<const short>&);
-template SampleFunction<unsigned short> wideSamplerFor(const VolumeView<const unsigned short>&);
-template SampleFunction<float> wideSamplerFor(const VolumeView<const float>&);
+#define ARVO_INSTANTIATE(T) template std::optional<SamplingPath<T>> widePathFor(const VolumeView<const T>&)
+
+ARVO_INSTANTIATE(unsigned char);
+ARVO_INSTANTIATE(short);
+ARVO_INSTANTIATE(unsigned short);
+ARVO_INSTANTIATE(float);
 
 } // namespace frame
