@@ -5,20 +5,25 @@
 #include <algorithm>
 #include <cstdlib>
 
+using namespace testing_support;
+
 namespace naive {
 
 namespace {
 
-/// The label of an object voxel with these labelled neighbours, by the table of equivalent labels.
-short resolve(const std::vector<short>& neighbours, std::vector<int>& table)
+/// Which label each provisional label was merged into; a root is its own.
+using Table = std::vector<int>;
+
+int rootOf(const Table& table, int label)
 {
-    std::vector<int> roots;
-    for (const short neighbour : neighbours) {
-        int root = table[static_cast<std::size_t>(neighbour)];
-        while (table[static_cast<std::size_t>(root)] != root)
-            root = table[static_cast<std::size_t>(root)];
-        roots.push_back(root);
-    }
+    while (table[static_cast<std::size_t>(label)] != label)
+        label = table[static_cast<std::size_t>(label)];
+    return label;
+}
+
+/// The label of an object voxel whose labelled neighbours have these roots.
+short resolve(const std::vector<int>& roots, Table& table)
+{
     if (roots.empty()) {
         const auto fresh = static_cast<short>(table.size());
         if (fresh < 0)
@@ -38,46 +43,37 @@ Labelled label(const ArvoImage3D& mask, bool isDiagonal)
 {
     Labelled result;
     result.labels.createFrom(&mask, image::Int16);
-    const auto in = testing_support::voxels<unsigned char>(mask);
-    const auto out = testing_support::voxels<short>(result.labels);
     const math::Ivec3 size = mask.imageSize();
-    const auto index = [&](int x, int y, int z) {
-        return (static_cast<std::size_t>(z) * static_cast<std::size_t>(size.y) +
-                static_cast<std::size_t>(y)) *
-                   static_cast<std::size_t>(size.x) +
-               static_cast<std::size_t>(x);
-    };
-    std::vector<int> table{0};
-    std::vector<short> neighbours;
-    for (int z = 0; z < size.z; ++z) {
-        for (int y = 0; y < size.y; ++y) {
-            for (int x = 0; x < size.x; ++x) {
-                out[index(x, y, z)] = 0;
-                if (in[index(x, y, z)] == 0)
-                    continue;
-                neighbours.clear();
-                for (int n = 0; n < 13; ++n) { // the 13 of the 26 neighbours that come before the voxel
-                    const int dx = n % 3 - 1, dy = n / 3 % 3 - 1, dz = n / 9 - 1;
-                    if (!isDiagonal && std::abs(dx) + std::abs(dy) + std::abs(dz) > 1)
-                        continue;
-                    const int i = x + dx, j = y + dy, k = z + dz;
-                    if (i < 0 || j < 0 || k < 0 || i >= size.x || j >= size.y || in[index(i, j, k)] == 0)
-                        continue;
-                    neighbours.push_back(out[index(i, j, k)]);
-                }
-                out[index(x, y, z)] = resolve(neighbours, table);
-            }
+    const auto labels = voxels<short>(result.labels);
+    Table table{0};
+    std::vector<int> roots;
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t here) {
+        roots.clear();
+        labels[here] = 0;
+        if (voxels<unsigned char>(mask)[here] == 0)
+            return;
+        for (int n = 0; n < 13; ++n) { // the 13 of the 26 neighbours that come before the voxel
+            const int dx = n % 3 - 1, dy = n / 3 % 3 - 1, dz = n / 9 - 1;
+            const bool isNeighbour = isDiagonal || std::abs(dx) + std::abs(dy) + std::abs(dz) == 1;
+            if (!isNeighbour || !holds(size, x + dx, y + dy, z + dz))
+                continue;
+            if (const short other = labels[indexOf(size, x + dx, y + dy, z + dz)])
+                roots.push_back(rootOf(table, other));
         }
+        labels[here] = resolve(roots, table);
+    });
+    std::vector<short> numbers;
+    for (int label = 0; label < static_cast<int>(table.size()); ++label) {
+        const int root = rootOf(table, label);
+        if (root == label)
+            result.volumes.push_back(0);
+        numbers.push_back(root == label ? static_cast<short>(result.volumes.size() - 1)
+                                        : numbers[static_cast<std::size_t>(root)]);
     }
-    std::vector<short> numbers(table.size());
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        while (table[static_cast<std::size_t>(table[i])] != table[i])
-            table[i] = table[static_cast<std::size_t>(table[i])];
-        numbers[i] = table[i] == static_cast<int>(i) ? static_cast<short>(result.tableSize++)
-                                                     : numbers[static_cast<std::size_t>(table[i])];
-    }
-    for (short& voxel : out)
+    for (short& voxel : labels) {
         voxel = numbers[static_cast<std::size_t>(voxel)];
+        result.volumes[static_cast<std::size_t>(voxel)] += voxel != 0;
+    }
     result.labels.editFinished();
     return result;
 }

@@ -74,6 +74,19 @@ template <class Body> void forEachVoxel(const math::Ivec3& size, Body&& body)
     }
 }
 
+inline bool holds(const math::Ivec3& size, int x, int y, int z)
+{
+    return x >= 0 && y >= 0 && z >= 0 && x < size.x && y < size.y && z < size.z;
+}
+
+/// The place of a voxel that the volume holds.
+inline std::size_t indexOf(const math::Ivec3& size, int x, int y, int z)
+{
+    return (static_cast<std::size_t>(z) * static_cast<std::size_t>(size.y) + static_cast<std::size_t>(y)) *
+               static_cast<std::size_t>(size.x) +
+           static_cast<std::size_t>(x);
+}
+
 /// Calls body(size, type, seed) for all sizes, the given types and two seeds.
 template <class Body> void forEachCase(const std::vector<image::DataType>& types, Body&& body)
 {
