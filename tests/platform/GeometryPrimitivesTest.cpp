@@ -75,6 +75,7 @@ TEST(RayBoxIntersection, CutsTheWholeLine)
         {{1, 1, 1}, {0, -2, 0}, true, -1.5f, 0.5f}, {{-1, 4, 1}, {1, 0, 0}, true, 1, 3},   // in a face
         {{-1, 4.001f, 1}, {1, 0, 0}, false, 0, 0},  {{-1, -1, -1}, {1, 1, 1}, true, 1, 3}, // through a corner
         {{0, 5, 0}, {1, -1, 0}, true, 1, 2},        {{0, 7, 0}, {1, -1, 0}, false, 0, 0},
+        {{-1, 1, 1}, {1, -1, 0}, true, 1, 1},    // touches an edge
         {{1, 1, 1}, {0, 0, 0}, true, -inf, inf}, // a point inside
         {{3, 1, 1}, {0, 0, 0}, false, 0, 0},        {{nan, 1, 1}, {1, 0, 0}, false, 0, 0},
         {{1, 1, 1}, {nan, 1, 0}, false, 0, 0},

@@ -129,6 +129,10 @@ TEST(ObliqueReslices, ByHand)
         return x < 20 && y < 8 ? v.getValue(x, y, 2) : v.minValue(); // the upper neighbour has to be a voxel
     });
 
+    // Ten times 0.3 added up stays below 3.
+    for (const Vec& step : {Vec{0.3f, 0, 0}, Vec{0, 0.3f, 0}, Vec{0, 0, 0.3f}})
+        checkReslice(volume, {{0, 0, 0}, {0, 0, 0}, step, {1, 13}}, false, nearestAt);
+
     const auto pixelIs = [](int value) {
         return [value](const ArvoImage3D&, const Plane&, int, int) { return value; };
     };
