@@ -13,21 +13,28 @@ void DistanceQueue::append(Chain& chain)
     else
         block = m_blocks.emplace_back(std::make_unique_for_overwrite<Block>()).get();
     block->next = nullptr;
-    if (chain.last)
+    if (chain.last) {
         chain.last->next = block;
-    else
+    } else {
         chain.first = block;
+        chain.begin = block->voxels.data();
+        chain.firstEnd = chain.begin + BLOCK_SIZE;
+    }
     chain.last = block;
-    chain.end = 0;
+    chain.end = block->voxels.data();
+    chain.lastEnd = chain.end + BLOCK_SIZE;
 }
 
 void DistanceQueue::dropFirst(Chain& chain)
 {
     Block* block = std::exchange(chain.first, chain.first->next);
-    if (!chain.first)
-        chain.last = nullptr;
-    chain.begin = 0;
     block->next = std::exchange(m_unused, block);
+    if (chain.first) {
+        chain.begin = chain.first->voxels.data();
+        chain.firstEnd = chain.begin + BLOCK_SIZE;
+    } else {
+        chain = {};
+    }
 }
 
 } // namespace binary

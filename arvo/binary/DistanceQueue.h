@@ -23,48 +23,52 @@ public:
         int distance;
     };
 
-    bool isEmpty() const { return m_size == 0; }
-
     void push(int distance, Voxel voxel)
     {
         const auto at = static_cast<std::size_t>(distance);
         if (at >= m_chains.size())
             m_chains.resize(at + 1);
         Chain& chain = m_chains[at];
-        if (!chain.last || chain.end == BLOCK_SIZE)
+        if (chain.end == chain.lastEnd)
             append(chain);
-        chain.last->voxels[chain.end++] = voxel;
+        *chain.end++ = voxel;
         m_top = at > m_top ? at : m_top;
-        ++m_size;
     }
 
-    /// Takes the first voxel of a queue that is not empty.
+    /// Whether no voxel waits. To be asked before each take().
+    bool isEmpty()
+    {
+        while (m_top > 0 && m_chains[m_top].begin == m_chains[m_top].end)
+            --m_top;
+        return m_chains.empty() || m_chains[m_top].begin == m_chains[m_top].end;
+    }
+
+    /// Takes the first voxel of a queue that isEmpty() found to have one.
     Entry take()
     {
-        while (!m_chains[m_top].first)
-            --m_top;
         Chain& chain = m_chains[m_top];
-        const Entry entry{chain.first->voxels[chain.begin++], static_cast<int>(m_top)};
-        --m_size;
-        if (chain.begin == (chain.first == chain.last ? chain.end : BLOCK_SIZE))
+        const Entry entry{*chain.begin++, static_cast<int>(m_top)};
+        if (chain.begin == chain.firstEnd)
             dropFirst(chain);
         return entry;
     }
 
 private:
-    static constexpr std::size_t BLOCK_SIZE = 510; // a block fills 4 KiB
+    static constexpr std::size_t BLOCK_SIZE = 511; // a block fills 4 KiB
 
     struct Block {
-        Block* next;
         std::array<Voxel, BLOCK_SIZE> voxels;
+        Block* next;
     };
 
-    /// Waiting voxels: from `begin` of the first block to before `end` of the last; no blocks when none wait.
+    /// Waiting voxels: from `begin` in the first block to before `end` in the last one. All null without blocks.
     struct Chain {
+        Voxel* begin = nullptr;
+        Voxel* firstEnd = nullptr; // of the first block
+        Voxel* end = nullptr;
+        Voxel* lastEnd = nullptr; // of the last block
         Block* first = nullptr;
         Block* last = nullptr;
-        std::size_t begin = 0;
-        std::size_t end = 0;
     };
 
     void append(Chain& chain);
@@ -72,7 +76,6 @@ private:
 
     std::vector<Chain> m_chains; // one for each distance
     std::size_t m_top = 0;       // no voxel waits at a greater distance
-    std::size_t m_size = 0;
     Block* m_unused = nullptr;
     std::vector<std::unique_ptr<Block>> m_blocks;
 };

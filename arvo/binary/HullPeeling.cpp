@@ -1,5 +1,6 @@
 #include "arvo/binary/HullPeeling.h"
 
+#include "arvo/binary/OnePieceTest.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/threading/ThreadProgress.h"
 #include "arvo/platform/utility/VectorClones.h"
@@ -7,107 +8,77 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <vector>
 
 namespace binary {
 
 namespace {
 
-constexpr int CELLS_PER_BYTE = 4;
+// The bits of a cell, to be shifted by the place of the voxel in the cell: x & 1, plus 4 for an odd y. A voxel that
+// may be peeled and waits for its test has neither of the first two.
+constexpr unsigned BACKGROUND = 1;
+constexpr unsigned CANDIDATE = 1 << 2;  // may be peeled, does not wait
+constexpr unsigned DISTANCE_1 = 1 << 8; // the distance modulo 4
+constexpr unsigned DISTANCE_2 = 1 << 10;
 
-/// The states of a 3 x 3 x 3 block, two bits each: voxel (dx, dy, dz), each -1, 0 or 1, has bits 2 * number
-/// and 2 * number + 1, with number = (dz + 1) * 9 + (dy + 1) * 3 + dx + 1. Sets of its voxels use the lower
-/// bits.
-using Block = std::uint64_t;
+constexpr unsigned ODD_X = 1;
+constexpr unsigned ODD_Y = 4;
 
-constexpr Block setOf(bool (*holds)(int dx, int dy, int dz))
-{
-    Block set = 0;
-    for (int number = 0; number < 27; ++number) {
-        if (holds(number % 3 - 1, number / 3 % 3 - 1, number / 9 - 1))
-            set |= Block(1) << (2 * number);
-    }
-    return set;
-}
+// A queued voxel is the number of its cell, and its place in the lowest bits.
+constexpr int PLACE_BITS = 3;
+constexpr unsigned PLACES = (1 << PLACE_BITS) - 1;
 
-constexpr Block NEIGHBOURS = setOf([](int dx, int dy, int dz) { return dx != 0 || dy != 0 || dz != 0; });
-constexpr Block FACES = setOf([](int dx, int dy, int dz) { return dx * dx + dy * dy + dz * dz == 1; });
-constexpr Block NOT_FIRST_X = setOf([](int dx, int, int) { return dx != -1; });
-constexpr Block NOT_LAST_X = setOf([](int dx, int, int) { return dx != 1; });
-constexpr Block NOT_FIRST_Y = setOf([](int, int dy, int) { return dy != -1; });
-constexpr Block NOT_LAST_Y = setOf([](int, int dy, int) { return dy != 1; });
+/// A block of 4 x 4 x 3 voxels, 2 x 2 cells in x and y: bit x + 4 * y + 16 * z. The 3 x 3 x 3 voxels around one
+/// begin in it at x and y of 0 or 1.
+using Block = OnePieceTest::Block;
 
-/// Whether there is background among the 26 neighbours and it is one piece by faces. All of them, or all but
-/// one, always are.
-ARVO_KERNEL bool isOnePiece(Block background)
-{
-    const Block foreground = NEIGHBOURS & ~background;
-    if ((foreground & (foreground - 1)) == 0)
-        return true;
-    if (background == 0)
-        return false;
-    // From a face neighbour, if there is one: it has the most neighbours itself.
-    const Block candidates = (background & FACES) != 0 ? background & FACES : background;
-    Block reached = candidates & (0 - candidates);
-    for (Block before = 0; reached != before;) {
-        before = reached;
-        reached |= background & ((reached << 2 & NOT_FIRST_X) | (reached >> 2 & NOT_LAST_X));
-        reached |= background & ((reached << 6 & NOT_FIRST_Y) | (reached >> 6 & NOT_LAST_Y));
-        reached |= background & (reached << 18 | reached >> 18);
-    }
-    return reached == background;
-}
+constexpr Block NEIGHBOURS = 0x077707770777;
+constexpr Block SELF = 1 << (1 + 4 + 16);
 
-/// Answers isOnePiece from what it answered before: smooth surfaces show few different neighbourhoods.
-class OnePieceTest {
+/// The voxels of a block, in four columns of cells.
+///
+/// Columns are read and written in the same pieces: a processor hands what was just stored on to a load only when the
+/// store covers it, and of neighbours that are peeled one after the other most are in the same slice.
+class Columns {
 public:
-    OnePieceTest() { m_known.fill(NOTHING); }
-
-    bool operator()(Block background)
+    Columns(std::uint16_t* first, std::ptrdiff_t nextX, std::ptrdiff_t nextY)
+        : m_at{first, first + nextX, first + nextY, first + nextX + nextY}
     {
-        Block& known = m_known[background * 0x9E3779B97F4A7C15 >> (64 - INDEX_BITS)];
-        if ((known & ~IS_ONE_PIECE) != background)
-            known = background | (isOnePiece(background) ? IS_ONE_PIECE : 0);
-        return (known & IS_ONE_PIECE) != 0;
+        for (int i = 0; i < 4; ++i)
+            std::memcpy(&m_cells[i], m_at[i], sizeof(Block));
+    }
+
+    /// The voxels that have that bit.
+    ARVO_KERNEL Block with(unsigned bit) const
+    {
+        const Block voxels = FIRST_COLUMN * bit;
+        return ((m_cells[0] & voxels) | (m_cells[1] & voxels) << 2 | (m_cells[2] & voxels) << 8 |
+                (m_cells[3] & voxels) << 10) >>
+               std::countr_zero(bit);
+    }
+    ARVO_KERNEL void set(unsigned bit, Block voxels)
+    {
+        for (int i = 0; i < 4; ++i)
+            m_cells[i] |= (voxels >> SHIFTS[i] & FIRST_COLUMN) * bit;
+    }
+    ARVO_KERNEL void clear(unsigned bit, Block voxels)
+    {
+        for (int i = 0; i < 4; ++i)
+            m_cells[i] &= ~((voxels >> SHIFTS[i] & FIRST_COLUMN) * bit);
+    }
+    ARVO_KERNEL void write() const
+    {
+        for (int i = 0; i < 4; ++i)
+            std::memcpy(m_at[i], &m_cells[i], sizeof(Block));
     }
 
 private:
-    static constexpr int INDEX_BITS = 12;
-    static constexpr Block IS_ONE_PIECE = Block(1) << 63;
-    static constexpr Block NOTHING = Block(1) << 62; // no set of neighbours
+    static constexpr Block FIRST_COLUMN = 0x003300330033;
+    static constexpr int SHIFTS[4] = {0, 2, 8, 10}; // of the columns in a block
 
-    std::array<Block, std::size_t(1) << INDEX_BITS> m_known;
+    std::uint16_t* m_at[4];
+    Block m_cells[4]; // three cells, and one that stays as it is
 };
-
-/// Where the states of a voxel are: in which byte, and from which bit on.
-struct Cell {
-    std::ptrdiff_t byte;
-    unsigned shift;
-
-    Cell(std::ptrdiff_t row, std::ptrdiff_t x, std::ptrdiff_t pitch)
-        : byte(row * pitch + (x >> 2)),
-          shift(static_cast<unsigned>(x & 3) * 2)
-    {
-    }
-};
-
-/// Three rows of three states, the block's slice that starts at that byte and bit.
-ARVO_KERNEL Block readSlice(const unsigned char* states, unsigned shift, std::ptrdiff_t pitch)
-{
-    const auto row = [=](std::ptrdiff_t j) {
-        return Block(states[j * pitch]) | Block(states[j * pitch + 1]) << 8;
-    };
-    const Block rows = (row(0) | row(1) << 16 | row(2) << 32) >> shift & 0x003F003F003F;
-    return (rows & 0x3F) | (rows >> 10 & 0xFC0) | (rows >> 20 & 0x3F000);
-}
-
-/// The block that starts at that cell, its voxel (-1, -1, -1).
-ARVO_KERNEL Block readBlock(const unsigned char* states, const Cell& first, std::ptrdiff_t pitch,
-                            std::ptrdiff_t slicePitch)
-{
-    const unsigned char* from = states + first.byte;
-    return readSlice(from, first.shift, pitch) | readSlice(from + slicePitch, first.shift, pitch) << 18 |
-           readSlice(from + 2 * slicePitch, first.shift, pitch) << 36;
-}
 
 /// Advances a progress by so many steps while about `count` voxels pass by.
 class Steps {
@@ -147,20 +118,16 @@ private:
     std::ptrdiff_t m_voxelsToStep;
 };
 
-unsigned stateOf(unsigned char byte)
+/// The bits of the voxels of a row, as of voxels at the first place of their cells.
+ARVO_VECTOR_CLONES void readRow(const unsigned char* mask, const short* distance, std::uint16_t* bits,
+                                std::ptrdiff_t width, int hullBegin, int hullEnd)
 {
-    return std::min<unsigned>(byte, HullPeeling::OBJECT);
-}
-
-/// Fills the bytes of a row of `width` cells with the two bits valueAt(x).
-template <class ValueAt> void packCells(unsigned char* cells, int width, ValueAt&& valueAt)
-{
-    int x = 0;
-    for (; x + CELLS_PER_BYTE <= width; x += CELLS_PER_BYTE)
-        *cells++ = static_cast<unsigned char>(valueAt(x) | valueAt(x + 1) << 2 | valueAt(x + 2) << 4 |
-                                              valueAt(x + 3) << 6);
-    for (unsigned shift = 0; x < width; ++x, shift += 2)
-        *cells = static_cast<unsigned char>((shift == 0 ? 0 : *cells) | valueAt(x) << shift);
+    for (int x = 0; x < static_cast<int>(width); ++x) {
+        const auto state = static_cast<unsigned char>(mask[x] + (x >= hullBegin && x < hullEnd));
+        const auto phase = static_cast<unsigned short>(distance[x]);
+        bits[x] = static_cast<std::uint16_t>((state == 0 ? BACKGROUND : 0) | (state == 1 ? CANDIDATE : 0) |
+                                             (phase & 1) * DISTANCE_1 | (phase >> 1 & 1) * DISTANCE_2);
+    }
 }
 
 } // namespace
@@ -170,120 +137,135 @@ HullPeeling::HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, c
     : m_size(mask.imageSize()),
       m_min(min),
       m_max(max),
-      m_xBits(static_cast<int>(std::bit_width(static_cast<unsigned>(m_size.x)))),
-      m_pitch((m_size.x + CELLS_PER_BYTE - 1) / CELLS_PER_BYTE)
+      m_cellsX(m_size.x / 2 + 1),
+      m_cellsY(m_size.y / 2 + 1)
 {
-    const std::size_t rows = static_cast<std::size_t>(m_size.y) * static_cast<std::size_t>(m_size.z);
-    // One byte more: rows are read in pairs of bytes.
-    const std::size_t bytes = rows * static_cast<std::size_t>(m_pitch) + 1;
-    m_states = image::VoxelBlock::allocate(bytes);
-    m_phases = image::VoxelBlock::allocate(bytes);
+    // A block more: blocks are read whole, with what follows the third cell of a column.
+    const auto cellCount = static_cast<std::size_t>(m_cellsX) * static_cast<std::size_t>(m_cellsY) *
+                           static_cast<std::size_t>(m_size.z);
+    m_cells = image::VoxelBlock::allocate(cellCount * sizeof(Cell) + sizeof(Block));
     if (!isValid())
         return;
-    readStates(mask);
-    readPhases(distance);
+    readCells(mask, distance);
     queueSurface(distance);
+    findNeighbours();
 }
 
-bool HullPeeling::isInHull(int x, int y, int z) const
+HullPeeling::Voxel HullPeeling::voxelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
 {
-    return x >= m_min[0] && y >= m_min[1] && z >= m_min[2] && x <= m_max[0] && y <= m_max[1] && z <= m_max[2];
+    const unsigned place = (x % 2 != 0 ? ODD_X : 0) | (y % 2 != 0 ? ODD_Y : 0);
+    return static_cast<Voxel>(column(x / 2, y / 2) + z) << PLACE_BITS | place;
 }
 
-void HullPeeling::readStates(const ArvoImage3D& mask)
+void HullPeeling::readCells(const ArvoImage3D& mask, const ArvoImage3D& distance)
 {
     const frame::VolumeView<const unsigned char> voxels(mask);
-    auto* states = reinterpret_cast<unsigned char*>(m_states.data());
-    for (int z = 0; z < m_size.z; ++z) {
-        for (int y = 0; y < m_size.y; ++y, states += m_pitch) {
-            const unsigned char* row = voxels.row(y, z);
-            packCells(states, m_size.x,
-                      [&](int x) { return stateOf(static_cast<unsigned char>(row[x] + isInHull(x, y, z))); });
-        }
-    }
-}
-
-void HullPeeling::readPhases(const ArvoImage3D& distance)
-{
     const frame::VolumeView<const short> distances(distance);
-    unsigned char* phases = reinterpret_cast<unsigned char*>(m_phases.data());
-    for (std::ptrdiff_t row = 0; row < distances.height() * distances.depth(); ++row, phases += m_pitch) {
-        const short* from = distances.data() + row * m_size.x;
-        packCells(phases, m_size.x, [=](int x) { return static_cast<unsigned>(from[x]) & 3; });
+    // Two rows, which make a row of cells; what is beyond the volume is never looked at.
+    const std::ptrdiff_t rowLength = 2 * m_cellsX;
+    std::vector<std::uint16_t> rows(static_cast<std::size_t>(2 * rowLength));
+    for (std::ptrdiff_t cellY = 0; cellY < m_cellsY; ++cellY) {
+        Cell* out = cells() + column(0, cellY);
+        for (std::ptrdiff_t z = 0; z < m_size.z; ++z, ++out) {
+            for (std::ptrdiff_t i = 0; i < 2; ++i) {
+                const std::ptrdiff_t y = 2 * cellY + i;
+                if (y >= m_size.y)
+                    continue;
+                const bool meetsHull = y >= m_min[1] && y <= m_max[1] && z >= m_min[2] && z <= m_max[2];
+                readRow(voxels.row(y, z), distances.row(y, z), rows.data() + i * rowLength, m_size.x,
+                        m_min[0], meetsHull ? m_max[0] + 1 : m_min[0]);
+            }
+            const std::uint16_t* even = rows.data();
+            const std::uint16_t* odd = even + rowLength;
+            for (std::ptrdiff_t x = 0; x < m_cellsX; ++x) {
+                out[x * m_size.z] = static_cast<Cell>(even[2 * x] | even[2 * x + 1] << ODD_X |
+                                                      (odd[2 * x] | odd[2 * x + 1] << ODD_X) << ODD_Y);
+            }
+        }
     }
 }
 
 void HullPeeling::queueSurface(const ArvoImage3D& distance)
 {
     const frame::VolumeView<const short> distances(distance);
-    auto* states = reinterpret_cast<unsigned char*>(m_states.data());
     for (int z = m_min[2]; z <= m_max[2]; ++z) {
         for (int y = m_min[1]; y <= m_max[1]; ++y) {
             const bool isFaceRow = z == m_min[2] || z == m_max[2] || y == m_min[1] || y == m_max[1];
-            const std::ptrdiff_t row = std::ptrdiff_t(z) * m_size.y + y;
             const int step = isFaceRow ? 1 : std::max(m_max[0] - m_min[0], 1);
             for (int x = m_min[0]; x <= m_max[0]; x += step) {
-                const Cell cell(row, x, m_pitch);
-                if ((states[cell.byte] >> cell.shift & 3) != WORKING_DIFFERENCE)
+                const Voxel voxel = voxelAt(x, y, z);
+                Cell& cell = cells()[voxel >> PLACE_BITS];
+                const unsigned candidate = CANDIDATE << (voxel & PLACES);
+                if ((cell & candidate) == 0)
                     continue;
-                states[cell.byte] |= static_cast<unsigned char>(IN_QUEUE << cell.shift);
-                m_queue.push(distances.row(y, z)[x], voxelAt(row, x));
+                cell = static_cast<Cell>(cell & ~candidate);
+                m_queue.push(distances.row(y, z)[x], voxel);
             }
         }
     }
 }
 
-bool HullPeeling::run(const std::atomic<bool>& cancel, ThreadProgress* progress, int steps)
+void HullPeeling::findNeighbours()
 {
-    const std::ptrdiff_t height = m_size.y;
-    const std::ptrdiff_t pitch = m_pitch;
-    const Voxel xMask = (Voxel(1) << m_xBits) - 1;
-    auto* states = reinterpret_cast<unsigned char*>(m_states.data());
-    const auto* phases = reinterpret_cast<const unsigned char*>(m_phases.data());
-    OnePieceTest isOnePieceTest;
-    Steps stepsDone(progress, steps, m_size.x * height * m_size.z);
+    for (unsigned place = 0; place < m_firstCell.size(); ++place)
+        m_firstCell[place] =
+            -1 - ((place & ODD_X) != 0 ? 0 : column(1, 0)) - ((place & ODD_Y) != 0 ? 0 : column(0, 1));
+    for (int bit = 0; bit < 64; ++bit)
+        m_neighbours[static_cast<std::size_t>(bit)] = voxelAt(bit % 4, bit / 4 % 4, bit / 16);
+}
+
+bool HullPeeling::run(const std::atomic<bool>& cancel, ThreadProgress* progress, int steps,
+                      std::ptrdiff_t voxels)
+{
+    const OnePieceTest& isOnePiece = OnePieceTest::instance();
+    const std::ptrdiff_t nextX = column(1, 0);
+    const std::ptrdiff_t nextY = column(0, 1);
+    Cell* const cells = this->cells();
+    Steps stepsDone(progress, steps, voxels);
     while (!m_queue.isEmpty()) {
         if (cancel.load(std::memory_order_relaxed))
             return false;
         stepsDone.passVoxel();
         const auto [voxel, distance] = m_queue.take();
-        const auto row = static_cast<std::ptrdiff_t>(voxel >> m_xBits);
-        const auto x = static_cast<std::ptrdiff_t>(voxel & xMask);
-        const Block block = readBlock(states, Cell(row - height - 1, x - 1, pitch), pitch, pitch * height);
-        const Cell cell(row, x, pitch);
-        if (!isOnePieceTest(NEIGHBOURS & ~(block | block >> 1))) {
-            states[cell.byte] ^= static_cast<unsigned char>((IN_QUEUE ^ WORKING_DIFFERENCE) << cell.shift);
+        const unsigned place = voxel & PLACES;
+        const unsigned blockStart =
+            place ^ (ODD_X | ODD_Y); // an even voxel has its neighbours around in two cells
+        const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(voxel >> PLACE_BITS) + m_firstCell[place];
+        Columns columns(cells + first, nextX, nextY);
+        const Block self = SELF << blockStart;
+        if (!isOnePiece(columns.with(BACKGROUND) >> blockStart)) {
+            columns.set(CANDIDATE, self);
+            columns.write();
             continue;
         }
-        states[cell.byte] &= static_cast<unsigned char>(~(IN_QUEUE << cell.shift));
-        Block waiting = block & ~(block >> 1) & NEIGHBOURS;
-        for (; waiting != 0; waiting &= waiting - 1) {
-            const int number = std::countr_zero(waiting) / 2;
-            const std::ptrdiff_t nextRow = row + (number / 9 - 1) * height + number / 3 % 3 - 1;
-            const std::ptrdiff_t nextX = x + number % 3 - 1;
-            const Cell next(nextRow, nextX, pitch);
-            states[next.byte] |= static_cast<unsigned char>(IN_QUEUE << next.shift);
+        Block candidates = columns.with(CANDIDATE) & NEIGHBOURS << blockStart;
+        columns.set(BACKGROUND, self);
+        columns.clear(CANDIDATE, candidates);
+        columns.write();
+        const Voxel firstVoxel = static_cast<Voxel>(first) << PLACE_BITS;
+        for (; candidates != 0; candidates &= candidates - 1) {
+            const Voxel next =
+                firstVoxel + m_neighbours[static_cast<std::size_t>(std::countr_zero(candidates))];
+            const int bits = cells[next >> PLACE_BITS] >> (next & PLACES);
             // Neighbours differ by 1 at most.
-            const int phase = phases[next.byte] >> next.shift & 3;
-            m_queue.push(distance - 1 + ((phase - distance + 1) & 3), voxelAt(nextRow, nextX));
+            const int phase = (bits >> 8 & 1) | (bits >> 9 & 2);
+            m_queue.push(distance - 1 + ((phase - distance + 1) & 3), next);
         }
     }
     stepsDone.finish();
     return true;
 }
 
-void HullPeeling::writeInterior(ArvoImage3D& result) const
+void HullPeeling::writeInterior(ArvoImage3D& result, const math::Ivec3& origin) const
 {
     const frame::VolumeView<unsigned char> voxels(result);
-    const auto* states = reinterpret_cast<const unsigned char*>(m_states.data());
-    for (std::ptrdiff_t z = 0; z < voxels.depth(); ++z) {
-        for (std::ptrdiff_t y = 0; y < voxels.height(); ++y) {
-            const unsigned char* from = states + ((z + 1) * m_size.y + y + 1) * m_pitch;
-            unsigned char* row = voxels.row(y, z);
-            for (std::ptrdiff_t x = 0; x < voxels.width(); ++x) {
-                const std::ptrdiff_t cell = x + 1;
-                row[x] = (from[cell / CELLS_PER_BYTE] >> cell % CELLS_PER_BYTE * 2 & 3) != BACKGROUND;
-            }
+    for (std::ptrdiff_t y = 1; y + 1 < m_size.y; ++y) {
+        const unsigned background = BACKGROUND << (y % 2 != 0 ? ODD_Y : 0);
+        for (std::ptrdiff_t z = 1; z + 1 < m_size.z; ++z) {
+            const Cell* from = cells() + column(0, y / 2) + z;
+            unsigned char* row = voxels.row(origin.y + y - 1, origin.z + z - 1) + origin.x - 1;
+            for (std::ptrdiff_t x = 1; x + 1 < m_size.x; ++x)
+                row[x] = (from[x / 2 * m_size.z] & background << x % 2) == 0;
         }
     }
 }

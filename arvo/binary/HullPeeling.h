@@ -17,53 +17,54 @@ namespace binary {
 /// Peels the voxels off a box around an object, those furthest from the object first, as long as what is left
 /// in the neighbourhood does not open a hole: the peeling of Image3DHoleClosing.
 ///
-/// The states of four voxels share a byte, which lets a neighbourhood be read with nine loads and be tested
-/// as one word. Of the distances, which differ by 1 at most between neighbours, two bits a voxel are kept:
-/// the map itself outgrows the caches, and pushing reads it at random.
+/// The peeling walks along surfaces of any direction and looks at whole neighbourhoods. So four voxels, 2 x 2 in x
+/// and y, share a cell of 16 bits, and the cells lie in columns along z: a neighbourhood is four loads from four
+/// columns, a cache line serves 128 voxels close together, and what belongs to a voxel is in one place. Of the
+/// distances, which differ by 1 at most between neighbours, two bits are kept.
 class HullPeeling {
 public:
-    /// The states of voxels; the lower bit is also set for a waiting one.
-    enum State : unsigned { BACKGROUND = 0, WORKING_DIFFERENCE = 1, OBJECT = 2, IN_QUEUE = 3 };
-
     /// `mask` has a border of zero voxels, and the hull is the box from `min` to `max`, both inclusive,
     /// inside that border: empty if a minimum is above its maximum. The state of a voxel is its byte, plus 1
-    /// in the hull, wrapped to a byte; a sum above 2 is as much an object as 2. `distance` is the unsigned
-    /// map of the mask. Neither is looked at afterwards. isValid() tells whether there was enough memory for
-    /// the states; for the queue: std::bad_alloc.
+    /// in the hull, wrapped to a byte: 0 is background, 1 may be peeled, all above is object. `distance` is the
+    /// unsigned map of the mask. Neither is looked at afterwards. isValid() tells whether there was enough memory
+    /// for the cells; for the queue: std::bad_alloc.
     HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, const std::array<int, 3>& min,
                 const std::array<int, 3>& max);
 
-    bool isValid() const { return m_states && m_phases; }
+    bool isValid() const { return static_cast<bool>(m_cells); }
 
     /// Peels from the surface of the hull inwards. Looks at the flag before each voxel; false when it stopped
-    /// it. Advances `progress`, if there is one, by `steps` in all. Out of memory: std::bad_alloc.
-    bool run(const std::atomic<bool>& cancel, ThreadProgress* progress, int steps);
+    /// it. Advances `progress`, if there is one, by `steps` in all, spread over `voxels` tests. Out of memory:
+    /// std::bad_alloc.
+    bool run(const std::atomic<bool>& cancel, ThreadProgress* progress, int steps, std::ptrdiff_t voxels);
 
-    /// Writes what is inside the border, 0 for background and 1 for the rest, into a volume of bytes of that
-    /// size.
-    void writeInterior(ArvoImage3D& result) const;
+    /// Writes what is inside the border, 0 for background and 1 for the rest, into a volume of bytes, from
+    /// `origin` on.
+    void writeInterior(ArvoImage3D& result, const math::Ivec3& origin) const;
 
 private:
+    using Cell = std::uint16_t;
     using Voxel = DistanceQueue::Voxel;
 
-    void readStates(const ArvoImage3D& mask);
-    bool isInHull(int x, int y, int z) const;
-    void readPhases(const ArvoImage3D& distance);
+    void readCells(const ArvoImage3D& mask, const ArvoImage3D& distance);
     void queueSurface(const ArvoImage3D& distance);
+    void findNeighbours();
 
-    Voxel voxelAt(std::ptrdiff_t row, std::ptrdiff_t x) const
-    {
-        return static_cast<Voxel>(row) << m_xBits | static_cast<Voxel>(x);
-    }
+    Cell* cells() { return reinterpret_cast<Cell*>(m_cells.data()); }
+    const Cell* cells() const { return reinterpret_cast<const Cell*>(m_cells.data()); }
+    /// Where the column of cells with that cell of the x-y plane begins.
+    std::ptrdiff_t column(std::ptrdiff_t x, std::ptrdiff_t y) const { return (y * m_cellsX + x) * m_size.z; }
+    Voxel voxelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const;
 
     math::Ivec3 m_size;
     std::array<int, 3> m_min;
     std::array<int, 3> m_max;
-    int m_xBits;            // a queued voxel is row << xBits | x, with row = z * height + y
-    std::ptrdiff_t m_pitch; // bytes of states from row to row
-    image::VoxelBlock m_states;
-    image::VoxelBlock m_phases; // the distances modulo 4, as the states
+    std::ptrdiff_t m_cellsX;
+    std::ptrdiff_t m_cellsY;
+    image::VoxelBlock m_cells;
     DistanceQueue m_queue;
+    std::array<std::ptrdiff_t, 8> m_firstCell; // of the block around a voxel, by its place in its cell
+    std::array<Voxel, 64> m_neighbours;        // what to add to the voxel at the start of a block
 };
 
 } // namespace binary

@@ -8,10 +8,12 @@
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/platform/threading/ThreadProgress.h"
+#include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
 #include <climits>
 #include <new>
+#include <vector>
 
 namespace {
 
@@ -31,11 +33,71 @@ bool hasObject(const ArvoImage3D& image)
     return std::any_of(voxels.data(), voxels.data() + voxels.count(), [](char byte) { return byte != 0; });
 }
 
+/// The box around the non-zero voxels of a volume, those that are negative as signed bytes among them.
+struct ObjectBox {
+    math::Ivec3 min;
+    math::Ivec3 size;
+};
+
+/// Adds the voxels of a row to its columns, with a bitwise or; returns that of all.
+ARVO_VECTOR_CLONES unsigned char mergeRow(const unsigned char* row, unsigned char* __restrict columns,
+                                          std::ptrdiff_t width)
+{
+    unsigned char all = 0;
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
+        columns[x] = static_cast<unsigned char>(columns[x] | row[x]);
+        all = static_cast<unsigned char>(all | row[x]);
+    }
+    return all;
+}
+
+/// For a volume that has an object.
+ObjectBox objectBox(const ArvoImage3D& image)
+{
+    const frame::VolumeView<const unsigned char> voxels(image);
+    const math::Ivec3 size = image.imageSize();
+    std::vector<unsigned char> columns(static_cast<std::size_t>(size.x));
+    math::Ivec3 min = size;
+    math::Ivec3 max(-1, -1, -1);
+    for (int z = 0; z < size.z; ++z) {
+        for (int y = 0; y < size.y; ++y) {
+            if (mergeRow(voxels.row(y, z), columns.data(), size.x) == 0)
+                continue;
+            min = {min.x, std::min(min.y, y), std::min(min.z, z)};
+            max = {max.x, std::max(max.y, y), z};
+        }
+    }
+    const auto isSet = [](unsigned char column) { return column != 0; };
+    min.x = static_cast<int>(std::find_if(columns.begin(), columns.end(), isSet) - columns.begin());
+    max.x = static_cast<int>(columns.rend() - std::find_if(columns.rbegin(), columns.rend(), isSet)) - 1;
+    return {min, {max.x - min.x + 1, max.y - min.y + 1, max.z - min.z + 1}};
+}
+
 /// A new Binary volume, or null when it cannot be had.
 std::unique_ptr<ArvoImage3D> newMask(const math::Ivec3& size, const QVector3D& voxelSize)
 {
     auto mask = std::make_unique<ArvoImage3D>(size, voxelSize, image::Binary);
     return mask->isValid() ? std::move(mask) : nullptr;
+}
+
+/// A copy of the box with a border of one zero voxel on every side, or null.
+std::unique_ptr<ArvoImage3D> borderedCopy(const ArvoImage3D& image, const ObjectBox& box)
+{
+    if (std::max({box.size.x, box.size.y, box.size.z}) > INT_MAX - 2)
+        return nullptr;
+    auto bordered = newMask({box.size.x + 2, box.size.y + 2, box.size.z + 2}, image.voxelSize());
+    if (!bordered)
+        return nullptr;
+    bordered->zeroSlices();
+    const frame::VolumeView<const char> from(image);
+    const frame::VolumeView<char> to(*bordered);
+    for (std::ptrdiff_t z = 0; z < box.size.z; ++z) {
+        for (std::ptrdiff_t y = 0; y < box.size.y; ++y)
+            std::copy_n(from.row(box.min.y + y, box.min.z + z) + box.min.x, box.size.x,
+                        to.row(y + 1, z + 1) + 1);
+    }
+    bordered->editFinished();
+    return bordered;
 }
 
 std::unique_ptr<ArvoImage3D> distanceMap(const ArvoImage3D& object, const std::atomic<bool>& cancel)
@@ -109,7 +171,9 @@ void Image3DHoleClosing::execute(const std::atomic<bool>& cancel)
 
 std::unique_ptr<ArvoImage3D> Image3DHoleClosing::close(const std::atomic<bool>& cancel)
 try {
-    std::unique_ptr<ArvoImage3D> bordered(createImageWithExtendedBorder(m_inputImage));
+    // What is outside this box is background from the start, and nothing looks at it.
+    const ObjectBox box = objectBox(*m_inputImage);
+    std::unique_ptr<ArvoImage3D> bordered = borderedCopy(*m_inputImage, box);
     if (!bordered || cancel.load())
         return nullptr;
     std::unique_ptr<ArvoImage3D> distance = distanceMap(*bordered, cancel);
@@ -123,11 +187,15 @@ try {
     binary::HullPeeling peeling(*bordered, *distance, min, max);
     bordered.reset();
     distance.reset();
-    if (!peeling.isValid() || cancel.load() || !peeling.run(cancel, m_progress, PEELING_STEPS))
+    const math::Ivec3 size = m_inputImage->imageSize();
+    const std::ptrdiff_t voxels =
+        (size.x + std::ptrdiff_t(2)) * (size.y + std::ptrdiff_t(2)) * (size.z + std::ptrdiff_t(2));
+    if (!peeling.isValid() || cancel.load() || !peeling.run(cancel, m_progress, PEELING_STEPS, voxels))
         return nullptr;
-    auto closed = newMask(m_inputImage->imageSize(), m_inputImage->voxelSize());
+    auto closed = newMask(size, m_inputImage->voxelSize());
     if (closed) {
-        peeling.writeInterior(*closed);
+        closed->zeroSlices();
+        peeling.writeInterior(*closed, box.min);
         closed->editFinished();
     }
     return closed;
@@ -151,21 +219,7 @@ ArvoImage3D* Image3DHoleClosing::createImageWithExtendedBorder(ArvoImage3D* imag
 try {
     if (!isByteVolume(image))
         return nullptr;
-    const math::Ivec3 size = image->imageSize();
-    if (std::max({size.x, size.y, size.z}) > INT_MAX - 2)
-        return nullptr;
-    auto bordered = newMask({size.x + 2, size.y + 2, size.z + 2}, image->voxelSize());
-    if (!bordered)
-        return nullptr;
-    bordered->zeroSlices();
-    const frame::VolumeView<const char> from(*image);
-    const frame::VolumeView<char> to(*bordered);
-    for (std::ptrdiff_t z = 0; z < from.depth(); ++z) {
-        for (std::ptrdiff_t y = 0; y < from.height(); ++y)
-            std::copy_n(from.row(y, z), from.width(), to.row(y + 1, z + 1) + 1);
-    }
-    bordered->editFinished();
-    return bordered.release();
+    return borderedCopy(*image, {{0, 0, 0}, image->imageSize()}).release();
 } catch (const std::bad_alloc&) {
     return nullptr;
 }

@@ -21,9 +21,10 @@ class ArvoImage3D;
 ///
 /// No warnings. Runs on the calling thread; the cancel flag is looked at between the stages and before each
 /// voxel that is tested. A run that failed or was cancelled leaves no result. Progress advances from the
-/// first stage to the last voxel. O(n) time for n voxels. Memory: 3 bytes per voxel for a bordered copy and
-/// its distance map, both gone before the peeling; 4 bits per voxel for states and distances modulo 4, and 8
-/// bytes for each waiting voxel.
+/// first stage to the last voxel. O(n) time for n voxels. Memory, for each voxel of the box around all
+/// non-zero bytes: 3 bytes for a bordered copy and its distance map, both gone before the peeling; 4 bits for
+/// states and distances modulo 4. Besides, 8 bytes for each waiting voxel, and a table of 256 KiB that stays
+/// for later runs.
 /// After Z. Aktouf, G. Bertrand, L. Perroton, "A three-dimensional holes closing algorithm", Pattern
 /// Recognition Letters 23, 2002; the test of a voxel is simpler here.
 class ARVO_VOLUME_EXPORT Image3DHoleClosing : public Calculation {

@@ -116,7 +116,12 @@ TEST(HoleClosing, TakesBytesOtherThanOneAsDefined)
         }
         expectAsDefined(mask, "seed " + std::to_string(seed));
     }
-    // Bytes that are negative as signed values have no bounding box.
+    // Bytes that are negative as signed values have no bounding box, but voxels have a distance to them.
+    for (const math::Ivec3& away : {math::Ivec3(1, 2, 1), math::Ivec3(12, 6, 3), math::Ivec3(7, 12, 10)}) {
+        ArvoImage3D mixed = shape({14, 15, 13}, ring(1, {6, 7, 6}, 3.0, 0.8));
+        mixed.changeVoxelValues({away}, 200);
+        expectAsDefined(mixed, "away at " + std::to_string(away.x));
+    }
     ArvoImage3D negative({4, 4, 4}, {1, 1, 1}, image::Binary);
     negative.zeroSlices();
     negative.changeVoxelValues({{1, 1, 1}, {3, 2, 1}}, 200);
