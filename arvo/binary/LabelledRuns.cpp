@@ -90,6 +90,15 @@ ARVO_KERNEL std::size_t runAt(const RowWord& word, std::ptrdiff_t i)
     return word.runs + static_cast<std::size_t>(std::popcount(word.begins & upToHere)) - 1;
 }
 
+/// The bits [begin, end) of a word; of what lies outside the word, none.
+std::uint64_t bitsOfRange(std::ptrdiff_t begin, std::ptrdiff_t end)
+{
+    const auto upTo = [](std::ptrdiff_t bit) {
+        return bit <= 0 ? 0 : ~std::uint64_t(0) >> (WORD_BITS - std::min(bit, WORD_BITS));
+    };
+    return upTo(end) & ~upTo(begin);
+}
+
 ARVO_KERNEL void startRuns(std::uint64_t places, const RowWord& here, ProvisionalLabels& labels)
 {
     forEachBit(places, [&](std::ptrdiff_t i) { labels.start(runAt(here, i)); });
@@ -244,6 +253,26 @@ std::vector<unsigned char> LabelledRuns::partsOnSlice(std::ptrdiff_t z) const
     for (std::size_t run = m_firstOfSlice[slice]; run < m_firstOfSlice[slice + 1]; ++run)
         isOnSlice[m_labels[run]] = 1;
     return isOnSlice;
+}
+
+std::vector<unsigned char> LabelledRuns::partsInColumns(const std::vector<Columns>& columnsOfRow) const
+{
+    std::vector<unsigned char> isInside(static_cast<std::size_t>(m_partCount) + 1);
+    std::vector<RowWord> words(static_cast<std::size_t>(wordsOfRow(m_mask.width())));
+    std::size_t runs = 0;
+    for (std::ptrdiff_t row = 0; row < m_mask.height() * m_mask.depth(); ++row) {
+        const unsigned char* bytes = m_mask.data() + row * m_mask.width();
+        const Columns& columns = columnsOfRow[static_cast<std::size_t>(row % m_mask.height())];
+        runs = packMaskRow(bytes, m_mask.width(), m_isInverted, runs, words.data());
+        for (std::ptrdiff_t w = columns.begin / WORD_BITS; w * WORD_BITS < columns.end; ++w) {
+            const RowWord& word = words[static_cast<std::size_t>(w)];
+            const std::uint64_t inside =
+                word.bits & bitsOfRange(columns.begin - w * WORD_BITS, columns.end - w * WORD_BITS);
+            forEachBit(inside & ~(inside << 1),
+                       [&](std::ptrdiff_t i) { isInside[m_labels[runAt(word, i)]] = 1; });
+        }
+    }
+    return isInside;
 }
 
 int LabelledRuns::labelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const

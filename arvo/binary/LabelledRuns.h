@@ -38,6 +38,14 @@ public:
     /// For each label, 0 to K, whether it has a voxel on slice z, which lies inside the mask.
     std::vector<unsigned char> partsOnSlice(std::ptrdiff_t z) const;
 
+    /// The voxels [begin, end) of a row; none when begin == end.
+    struct Columns {
+        std::ptrdiff_t begin;
+        std::ptrdiff_t end;
+    };
+    /// For each label, 0 to K, whether it has a voxel, on any slice, in the columns given for its row y.
+    std::vector<unsigned char> partsInColumns(const std::vector<Columns>& columnsOfRow) const;
+
     /// Gives every voxel of `out` (T: unsigned char or short), a volume of the size of the mask, the value of its
     /// label; there are K + 1 values. `out` may be the mask. With a flag, which is looked at before each row: false,
     /// and the rest as it was, when it was found raised.

@@ -1,6 +1,7 @@
 #include "arvo/filters/SpeckEraser.h"
 
 #include "arvo/binary/ArvoImageBinaryTools.h"
+#include "arvo/binary/MaskRowBits.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/platform/image/VoxelConversion.h"
@@ -9,7 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -19,19 +22,22 @@ constexpr int EROSION_RADIUS = 2;
 /// How far along each axis a voxel looks for the part it belongs to.
 constexpr int REACH = 2;
 
-/// Finds the label closest to a voxel.
+/// What the mask holds of a bone voxel that the erosion left.
+enum Mark : unsigned char { NONE = 0, REMOVED = 1, KEPT = 2 };
+
+/// Finds the marked voxel closest to a voxel.
 ///
 /// The offsets of the box around it are tried in the order of |dx| + |dy| + |dz|, equals in the order of z, y, x: the
-/// first label met is the closest, and most voxels lie on or next to one.
-class ClosestLabel {
+/// first mark met is the closest. Most voxels lie on one, or are specks with none in the whole box.
+class ClosestMark {
 public:
-    explicit ClosestLabel(const frame::VolumeView<const short>& labels) : m_labels(labels)
+    explicit ClosestMark(const frame::VolumeView<const unsigned char>& marks) : m_marks(marks)
     {
         auto next = m_offsets.begin();
         for (std::ptrdiff_t z = -REACH; z <= REACH; ++z) {
             for (std::ptrdiff_t y = -REACH; y <= REACH; ++y) {
                 for (std::ptrdiff_t x = -REACH; x <= REACH; ++x)
-                    *next++ = {x, y, z, z * labels.sliceCount() + y * labels.width() + x};
+                    *next++ = {x, y, z, z * marks.sliceCount() + y * marks.width() + x};
             }
         }
         std::ranges::stable_sort(m_offsets, {}, [](const Offset& offset) {
@@ -39,23 +45,43 @@ public:
         });
     }
 
-    /// 0 when there is none in the box.
-    short at(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
+    /// NONE when there is none in the box.
+    unsigned char at(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
     {
-        const short* voxel = m_labels.row(y, z) + x;
-        const bool isInside = isAwayFromEnds(x, m_labels.width()) && isAwayFromEnds(y, m_labels.height()) &&
-                              isAwayFromEnds(z, m_labels.depth());
+        const unsigned char* voxel = m_marks.row(y, z) + x;
+        if (*voxel != NONE)
+            return *voxel;
+        const bool isInside = isAwayFromEnds(x, m_marks.width()) && isAwayFromEnds(y, m_marks.height()) &&
+                              isAwayFromEnds(z, m_marks.depth());
+        if (isInside && x - REACH + LOADED <= m_marks.width() && isBoxEmpty(voxel))
+            return NONE;
         for (const Offset& offset : m_offsets) {
-            if ((isInside || holds(x + offset.x, y + offset.y, z + offset.z)) && voxel[offset.linear] != 0)
+            if ((isInside || holds(x + offset.x, y + offset.y, z + offset.z)) && voxel[offset.linear] != NONE)
                 return voxel[offset.linear];
         }
-        return 0;
+        return NONE;
     }
 
 private:
     struct Offset {
         std::ptrdiff_t x, y, z, linear;
     };
+
+    static constexpr std::ptrdiff_t LOADED = sizeof(std::uint64_t);
+
+    /// Takes the box row by row, some voxels beyond its width at a time; these may only say that it is not empty.
+    bool isBoxEmpty(const unsigned char* centre) const
+    {
+        std::uint64_t found = 0;
+        for (std::ptrdiff_t z = -REACH; z <= REACH; ++z) {
+            for (std::ptrdiff_t y = -REACH; y <= REACH; ++y) {
+                std::uint64_t row = 0;
+                std::memcpy(&row, centre + z * m_marks.sliceCount() + y * m_marks.width() - REACH, LOADED);
+                found |= row;
+            }
+        }
+        return found == 0;
+    }
 
     static bool isAwayFromEnds(std::ptrdiff_t index, std::ptrdiff_t extent)
     {
@@ -64,36 +90,25 @@ private:
 
     bool holds(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
     {
-        return x >= 0 && y >= 0 && z >= 0 && x < m_labels.width() && y < m_labels.height() &&
-               z < m_labels.depth();
+        return x >= 0 && y >= 0 && z >= 0 && x < m_marks.width() && y < m_marks.height() &&
+               z < m_marks.depth();
     }
 
-    const frame::VolumeView<const short>& m_labels;
+    const frame::VolumeView<const unsigned char>& m_marks;
     std::array<Offset, (2 * REACH + 1) * (2 * REACH + 1) * (2 * REACH + 1)> m_offsets;
 };
 
+/// Bit i of word w says whether voxel 64 w + i is above the limit.
 template <class T>
-ARVO_VECTOR_CLONES bool isAnyAbove(const T* row, std::ptrdiff_t begin, std::ptrdiff_t end, std::int32_t limit)
+ARVO_VECTOR_CLONES void packAbove(const T* voxels, std::ptrdiff_t count, std::int32_t limit,
+                                  std::uint64_t* words)
 {
-    int count = 0;
-    for (std::ptrdiff_t i = begin; i < end; ++i)
-        count += row[i] > limit;
-    return count != 0;
-}
-
-/// Calls body(x) for the voxels of [begin, end) above the limit; passes over whole vectors of others, which most are.
-template <class T, class Body>
-void forEachAbove(std::int32_t limit, const T* row, std::ptrdiff_t begin, std::ptrdiff_t end, Body&& body)
-{
-    constexpr std::ptrdiff_t STEP = 64;
-    for (; begin < end; begin += STEP) {
-        const std::ptrdiff_t stop = std::min(begin + STEP, end);
-        if (!isAnyAbove(row, begin, stop, limit))
-            continue;
-        for (std::ptrdiff_t x = begin; x < stop; ++x) {
-            if (row[x] > limit)
-                body(x);
-        }
+    for (std::ptrdiff_t begin = 0; begin < count; begin += binary::WORD_BITS) {
+        const std::ptrdiff_t width = std::min(count - begin, binary::WORD_BITS);
+        unsigned char isAbove[binary::WORD_BITS];
+        for (std::ptrdiff_t i = 0; i < width; ++i)
+            isAbove[i] = voxels[begin + i] > limit;
+        *words++ = binary::nonZeroBits(isAbove, width);
     }
 }
 
@@ -113,7 +128,7 @@ SpeckEraser::SpeckEraser(int width, int height, int margin, int boneThreshold)
         while (reach >= 0 && !isInDisc(reach, height / 2 - y))
             --reach;
         if (reach < 0)
-            m_disc.push_back({width, width});
+            m_disc.push_back({width, width}); // none, and all of the row before it
         else
             m_disc.push_back({centre - reach, std::min<std::ptrdiff_t>(centre + reach + 1, width)});
     }
@@ -123,13 +138,16 @@ void SpeckEraser::erase(ArvoImage3D& block, char* voxels)
 {
     image::withElementType(block.dataType(), image::IntegerTypes{}, nullptr, [&](auto element) {
         using T = typename decltype(element)::type;
-        lowerRemoved(reinterpret_cast<T*>(voxels), labelsToKeep(labelBone(block)));
+        markParts(block);
+        lowerRemoved(reinterpret_cast<T*>(voxels));
     });
 }
 
-int SpeckEraser::labelBone(ArvoImage3D& block)
+/// Parts stay that are met in the disc or in the two end slices.
+void SpeckEraser::markParts(ArvoImage3D& block)
 {
-    if (!m_mask.createFrom(&block, image::Binary) || !m_labels.createFrom(&block, image::Int16))
+    using binary::LabelledRuns;
+    if (!m_mask.createFrom(&block, image::Binary))
         throw std::bad_alloc();
     ArvoImageBinaryTools tools;
     tools.setInput(&block);
@@ -137,56 +155,43 @@ int SpeckEraser::labelBone(ArvoImage3D& block)
     tools.thresholdFilter(m_boneThreshold, true);
     tools.setInput(&m_mask);
     tools.erodeZ(EROSION_RADIUS);
-    tools.setOutput(&m_labels);
-    const int labelCount = tools.label(ArvoImageBinaryTools::LABEL_DIAGONAL);
-    if (labelCount < 1)
+    const auto parts = LabelledRuns::of(LabelledRuns::Mask(m_mask), LabelledRuns::Neighbours::All);
+    if (!parts)
         throw std::bad_alloc();
-    return labelCount;
+    std::vector<unsigned char> marks = parts->partsInColumns(m_disc);
+    const std::vector<unsigned char> isOnFirst = parts->partsOnSlice(0);
+    const std::vector<unsigned char> isOnLast = parts->partsOnSlice(block.imageSize().z - 1);
+    for (std::size_t label = 1; label < marks.size(); ++label)
+        marks[label] = marks[label] || isOnFirst[label] || isOnLast[label] ? KEPT : REMOVED;
+    parts->paint(frame::VolumeView<unsigned char>(m_mask), marks);
 }
 
-/// The labels met in the disc and in the two end slices.
-std::vector<unsigned char> SpeckEraser::labelsToKeep(int labelCount) const
+template <class T> void SpeckEraser::lowerRemoved(T* voxels) const
 {
-    const frame::VolumeView<const short> labels(m_labels);
-    std::vector<unsigned char> isKept(static_cast<std::size_t>(labelCount), 0);
-    const auto keep = [&](const short* row, std::ptrdiff_t begin, std::ptrdiff_t end) {
-        forEachAbove(0, row, begin, end,
-                     [&](std::ptrdiff_t x) { isKept[static_cast<std::size_t>(row[x])] = 1; });
-    };
-    for (std::ptrdiff_t z = 0; z < labels.depth(); ++z) {
-        if (z == 0 || z == labels.depth() - 1)
-            keep(labels.slice(z), 0, labels.sliceCount());
-        for (std::ptrdiff_t y = 0; y < labels.height(); ++y) {
-            const DiscRow& disc = m_disc[static_cast<std::size_t>(y)];
-            keep(labels.row(y, z), disc.begin, disc.end);
-        }
-    }
-    return isKept;
-}
-
-template <class T> void SpeckEraser::lowerRemoved(T* voxels, const std::vector<unsigned char>& isKept) const
-{
-    const frame::VolumeView<const short> labels(m_labels);
-    const ClosestLabel closest(labels);
+    const frame::VolumeView<const unsigned char> marks(m_mask);
+    const ClosestMark closest(marks);
     const auto lowered = static_cast<T>(static_cast<unsigned>(m_boneThreshold) - 1u);
     // Bone as the threshold filter sees it. Of bytes it compares the low byte of the threshold, so that one above the
     // whole threshold need not be bone: such a byte goes, in the disc too.
     const std::int32_t whole = image::truncateToInt32(static_cast<float>(m_boneThreshold));
     const std::int32_t boneLimit = sizeof(T) == 1 ? static_cast<T>(whole) : whole;
+    std::vector<std::uint64_t> above(static_cast<std::size_t>(binary::wordsOfRow(marks.width())));
     const auto lowerRun = [&](T* row, std::ptrdiff_t begin, std::ptrdiff_t end, auto stays) {
-        forEachAbove(m_boneThreshold, row, begin, end, [&](std::ptrdiff_t x) {
-            if (!(row[x] > boneLimit && stays(x)))
-                row[x] = lowered;
-        });
+        packAbove(row + begin, end - begin, m_boneThreshold, above.data());
+        for (std::ptrdiff_t first = begin, w = 0; first < end; first += binary::WORD_BITS, ++w) {
+            binary::forEachBit(above[static_cast<std::size_t>(w)], [&](std::ptrdiff_t i) {
+                const std::ptrdiff_t x = first + i;
+                if (!(row[x] > boneLimit && stays(x)))
+                    row[x] = lowered;
+            });
+        }
     };
-    for (std::ptrdiff_t z = 0; z < labels.depth(); ++z) {
-        for (std::ptrdiff_t y = 0; y < labels.height(); ++y, voxels += labels.width()) {
-            const DiscRow& disc = m_disc[static_cast<std::size_t>(y)];
-            const auto isOfKeptPart = [&](std::ptrdiff_t x) {
-                return isKept[static_cast<std::size_t>(closest.at(x, y, z))] != 0;
-            };
+    for (std::ptrdiff_t z = 0; z < marks.depth(); ++z) {
+        for (std::ptrdiff_t y = 0; y < marks.height(); ++y, voxels += marks.width()) {
+            const auto& disc = m_disc[static_cast<std::size_t>(y)];
+            const auto isOfKeptPart = [&](std::ptrdiff_t x) { return closest.at(x, y, z) == KEPT; };
             lowerRun(voxels, 0, disc.begin, isOfKeptPart);
-            lowerRun(voxels, disc.end, labels.width(), isOfKeptPart);
+            lowerRun(voxels, disc.end, marks.width(), isOfKeptPart);
             if (sizeof(T) == 1)
                 lowerRun(voxels, disc.begin, disc.end, [](std::ptrdiff_t) { return true; });
         }

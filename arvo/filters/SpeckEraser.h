@@ -1,5 +1,6 @@
 #pragma once
 
+#include "arvo/binary/LabelledRuns.h"
 #include "arvo/platform/image/ArvoImage3D.h"
 
 #include <vector>
@@ -11,24 +12,16 @@ public:
     SpeckEraser(int width, int height, int margin, int boneThreshold);
 
     /// Finds the specks of `block` and lowers them in `voxels`, slices of the same voxels. Types that cannot be erased stay
-    /// as they are. std::bad_alloc when there is no memory for the mask and the labels, which are kept from one block to
-    /// the next.
+    /// as they are. std::bad_alloc when there is no memory for the mask, which is kept from one block to the next, and the
+    /// parts.
     void erase(ArvoImage3D& block, char* voxels);
 
 private:
-    /// The part of a row of the axial plane that lies in the disc; empty when begin == end.
-    struct DiscRow {
-        std::ptrdiff_t begin;
-        std::ptrdiff_t end;
-    };
-
-    /// Labels what the erosion leaves of the bone voxels; returns the number of labels, 0 included.
-    int labelBone(ArvoImage3D& block);
-    std::vector<unsigned char> labelsToKeep(int labelCount) const;
-    template <class T> void lowerRemoved(T* voxels, const std::vector<unsigned char>& isKept) const;
+    /// Fills the mask: for each bone voxel that the erosion leaves whether its part stays (see the source), 0 elsewhere.
+    void markParts(ArvoImage3D& block);
+    template <class T> void lowerRemoved(T* voxels) const;
 
     int m_boneThreshold;
-    std::vector<DiscRow> m_disc;
+    std::vector<binary::LabelledRuns::Columns> m_disc; ///< of each row of the axial plane
     ArvoImage3D m_mask;
-    ArvoImage3D m_labels;
 };
