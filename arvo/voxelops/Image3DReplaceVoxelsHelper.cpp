@@ -9,10 +9,27 @@
 namespace {
 
 template <class T>
-ARVO_VECTOR_CLONES void replaceRun(T* voxels, const unsigned char* mask, T value, std::ptrdiff_t count)
+ARVO_KERNEL void replaceEach(T* voxels, const unsigned char* mask, T value, std::ptrdiff_t count)
 {
     for (std::ptrdiff_t i = 0; i < count; ++i)
         voxels[i] = mask[i] == 1 ? value : voxels[i];
+}
+
+/// Blocks without a voxel to replace are left alone. Nothing has then to be written back to memory, which is what this
+/// loop waits for.
+template <class T>
+ARVO_VECTOR_CLONES void replaceRun(T* voxels, const unsigned char* mask, T value, std::ptrdiff_t count)
+{
+    constexpr std::ptrdiff_t BLOCK = 64;
+    std::ptrdiff_t begin = 0;
+    for (; begin + BLOCK <= count; begin += BLOCK) {
+        unsigned char isAny = 0;
+        for (std::ptrdiff_t i = begin; i < begin + BLOCK; ++i)
+            isAny |= static_cast<unsigned char>(mask[i] == 1);
+        if (isAny)
+            replaceEach(voxels + begin, mask + begin, value, BLOCK);
+    }
+    replaceEach(voxels + begin, mask + begin, value, count - begin);
 }
 
 } // namespace

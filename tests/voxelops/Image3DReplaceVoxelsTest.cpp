@@ -24,25 +24,43 @@ bool replace(ArvoImage3D& image, ArvoImage3D& mask, float value,
     return operation.isSuccess();
 }
 
+void expectDefinition(const math::Ivec3& size, image::DataType type, std::uint64_t seed, ArvoImage3D& mask,
+                      float value)
+{
+    ArvoImage3D image = randomVolume(size, type, seed, Fill::Extremes);
+    ArvoImage3D expected = copyOf(image);
+    withType(type, [&](auto element) {
+        using T = typename decltype(element)::type;
+        for (std::size_t i = 0; i < voxels<T>(expected).size(); ++i) {
+            if (voxels<unsigned char>(mask)[i] == 1)
+                voxels<T>(expected)[i] = storedAs<T>(value);
+        }
+    });
+    EXPECT_TRUE(replace(image, mask, value));
+    EXPECT_TRUE(sameBits(expected, image)) << describe(size, type, seed) << ", value " << value;
+    EXPECT_EQ(image.getValueRange(), expected.getValueRange());
+}
+
 TEST(Image3DReplaceVoxels, AgreesWithTheDefinition)
 {
     for (const float value :
          {300.0f, -1.0f, -0.5f, 70000.7f, 3e9f, std::numeric_limits<float>::quiet_NaN()}) {
         forEachCase(voxelTypes(), [&](auto size, auto type, auto seed) {
-            ArvoImage3D image = randomVolume(size, type, seed, Fill::Extremes);
             ArvoImage3D mask = randomVolume(size, image::UInt8, seed + 10, Fill::FewValues);
-            ArvoImage3D expected = copyOf(image);
-            withType(type, [&](auto element) {
-                using T = typename decltype(element)::type;
-                for (std::size_t i = 0; i < voxels<T>(expected).size(); ++i) {
-                    if (voxels<unsigned char>(mask)[i] == 1)
-                        voxels<T>(expected)[i] = storedAs<T>(value);
-                }
-            });
-            EXPECT_TRUE(replace(image, mask, value));
-            EXPECT_TRUE(sameBits(expected, image)) << describe(size, type, seed) << ", value " << value;
-            EXPECT_EQ(image.getValueRange(), expected.getValueRange());
+            expectDefinition(size, type, seed, mask, value);
         });
+    }
+}
+
+TEST(Image3DReplaceVoxels, FindsTheFewVoxelsOfASparseMask)
+{
+    for (const int width : {63, 64, 65, 200, 256}) {
+        for (const image::DataType type : voxelTypes()) {
+            ArvoImage3D mask = randomMask({width, 9, 4}, 0.01, 1);
+            voxels<unsigned char>(mask)[7] = 2;
+            voxels<unsigned char>(mask)[8] = 255;
+            expectDefinition({width, 9, 4}, type, 2, mask, 9.0f);
+        }
     }
 }
 
