@@ -14,7 +14,7 @@ try {
         frame::refuse("DirectGradientNorm : no valid input image.");
         return;
     }
-    if (!output || output == input) {
+    if (!output || (output == input && output->dataType() == image::Float32)) {
         frame::refuse("DirectGradientNorm : no output image of its own.");
         return;
     }

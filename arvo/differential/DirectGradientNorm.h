@@ -15,6 +15,6 @@ public:
     /// it cannot be cancelled. An output of another type or size: "DirectGradientNormWorker: the output is not a valid
     /// image" from each worker; an input of another type: "DirectGradientNormWorker: calculateNormGradient is not
     /// implemented for current data type" from each worker; the voxels stay as they were. A missing volume, an
-    /// invalid input, or one volume as both: one warning, nothing done. O(n) time for n voxels, no memory.
+    /// invalid input, or one float volume as both: one warning, nothing done. O(n) time for n voxels, no memory.
     static void calculateNormGradient(ArvoImage3D* input, ArvoImage3D* output);
 };

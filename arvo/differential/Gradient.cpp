@@ -17,6 +17,7 @@ Gradient& Gradient::operator=(const Gradient& other)
     if (this != &other) {
         SliceWorkerCalculation::operator=(other);
         m_inputImage = other.m_inputImage;
+        reset(); // what was computed belongs to the old input
     }
     return *this;
 }

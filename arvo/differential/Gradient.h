@@ -23,7 +23,8 @@ class ThreeImages3D;
 class ARVO_VOLUME_EXPORT Gradient : public SliceWorkerCalculation {
 public:
     Gradient();
-    /// Copies take the settings over; a field that was not taken stays where it is.
+    /// Copies take the settings over; a field that was not taken stays with the original. Assignment deletes the
+    /// field of the calculation assigned to.
     /// @{
     Gradient(const Gradient& other);
     Gradient& operator=(const Gradient& other);

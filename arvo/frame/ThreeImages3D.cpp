@@ -14,8 +14,8 @@ bool agree(const ArvoImage3D& a, const ArvoImage3D& b)
 /// Whether slice after slice of `from` can be copied into `to`, both having the size of `to`'s field.
 bool canCopySlices(const ArvoImage3D* from, const ArvoImage3D* to, const math::Ivec3& size)
 {
-    return frame::isUsable(from) && frame::isUsable(to) && from->imageSize() == size &&
-           to->imageSize() == size && from->sizeOfAxialSlice() == to->sizeOfAxialSlice();
+    return from && to && from->imageSize() == size && to->imageSize() == size &&
+           from->sizeOfAxialSlice() == to->sizeOfAxialSlice();
 }
 
 void copyVolume(Component& to, const Component& from)

@@ -4,8 +4,6 @@
 
 #include "arvo/platform/threading/ThreadCount.h"
 
-#include "support/RandomVolume.h"
-#include "support/SameBits.h"
 #include "support/Warnings.h"
 
 #include <cmath>
@@ -42,105 +40,75 @@ template <class T> void normalizeNaively(T& u, T& v, T& w)
 void expectNormalized(ThreeImages3D& field, const std::string& name)
 {
     const ThreeImages3D expected(field);
-    withType(field.getU()->dataType(), [&](auto element) {
+    image::withElementType(field.getU()->dataType(), image::VoxelTypes{}, nullptr, [&](auto element) {
         using T = typename decltype(element)::type;
-        if constexpr (!std::is_same_v<T, int>) {
-            for (std::size_t i = 0; i < voxels<T>(*expected.getU()).size(); ++i)
-                normalizeNaively(voxels<T>(*expected.getU())[i], voxels<T>(*expected.getV())[i],
-                                 voxels<T>(*expected.getW())[i]);
-        }
+        const auto u = voxels<T>(*expected.getU()), v = voxels<T>(*expected.getV()),
+                   w = voxels<T>(*expected.getW());
+        for (std::size_t i = 0; i < u.size(); ++i)
+            normalizeNaively(u[i], v[i], w[i]);
+        return true;
     });
-    expected.getV()->editFinished();
     (void)field.getV()->getValueRange();
     EXPECT_TRUE(ArvoImageNormalizeGradients::normalize(field));
-    EXPECT_TRUE(sameBits(*expected.getU(), *field.getU())) << name;
-    EXPECT_TRUE(sameBits(*expected.getV(), *field.getV())) << name;
-    EXPECT_TRUE(sameBits(*expected.getW(), *field.getW())) << name;
-    EXPECT_EQ(expected.getV()->getValueRange(), field.getV()->getValueRange()) << name;
+    EXPECT_TRUE(naive::sameFields(expected, field)) << name;
+    EXPECT_EQ(copyOf(*field.getV()).getValueRange(), field.getV()->getValueRange()) << name;
 }
 
 TEST(NormalizeGradients, AgreesWithTheDefinitionForAnyNumberOfThreads)
 {
     for (const int limit : {1, 2}) {
         threading::setThreadLimit(limit);
-        for (const bool isExtreme : {false, true}) {
+        for (const Fill fill : {Fill::Uniform, Fill::Extremes, Fill::FewValues}) {
             forEachCase(voxelTypes(), [&](auto size, auto type, auto seed) {
-                ThreeImages3D field = naive::randomField(size, type, seed, isExtreme);
+                ThreeImages3D field = naive::randomField(size, type, seed, fill);
                 expectNormalized(field, describe(size, type, seed));
             });
         }
     }
     threading::setThreadLimit(0);
+    ThreeImages3D noSlices(math::Ivec3(2, 2, 0), QVector3D(1, 1, 1));
+    EXPECT_TRUE(ArvoImageNormalizeGradients::normalize(noSlices));
 }
 
 TEST(NormalizeGradients, DividesSmallIntegersExactly)
 {
-    // Every pair of components from a range that crosses the element's width, and each length that reduces to 0, -1
-    // or 1 among them.
-    for (const image::DataType type : {image::Int16, image::UInt16, image::UInt8}) {
-        withType(type, [&](auto element) {
-            using T = typename decltype(element)::type;
-            std::vector<T> u, v, w;
-            for (int a = -300; a < 300; ++a) {
-                for (int b = -40; b < 300; ++b) {
-                    u.push_back(static_cast<T>(a * 111));
-                    v.push_back(static_cast<T>(b));
-                    w.push_back(static_cast<T>(a));
-                }
-            }
-            const math::Ivec3 size(340, 100, 6);
-            ThreeImages3D field(new ArvoImage3D(volumeOf<T>(size, type, u)),
-                                new ArvoImage3D(volumeOf<T>(size, type, v)),
-                                new ArvoImage3D(volumeOf<T>(size, type, w)));
-            expectNormalized(field, "type " + std::to_string(type));
-        });
-    }
-}
-
-TEST(NormalizeGradients, GivesUnitLengthAndLeavesZero)
-{
-    const auto component = [](float a, float b) {
-        return new ArvoImage3D(volumeOf<float>({2, 1, 1}, image::Float32, {a, b}));
+    // Lengths that reduce to 0, -1 and 1 among them, and every remainder of small divisions.
+    const auto check = [](image::DataType type, auto element) {
+        using T = decltype(element);
+        ThreeImages3D field = naive::randomField({340, 100, 6}, type, 1);
+        for (std::size_t i = 0; i < 340 * 600; ++i) {
+            const int a = static_cast<int>(i / 340) - 300;
+            voxels<T>(*field.getU())[i] = static_cast<T>(a * 111);
+            voxels<T>(*field.getV())[i] = static_cast<T>(static_cast<int>(i % 340) - 40);
+            voxels<T>(*field.getW())[i] = static_cast<T>(a);
+        }
+        expectNormalized(field, "type " + std::to_string(type));
     };
-    ThreeImages3D field(component(3, 0), component(4, 0), component(0, 0));
-    EXPECT_TRUE(ArvoImageNormalizeGradients::normalize(field));
-    EXPECT_NEAR(field.getValue(0, 0, 0).x(), 0.6f, 1e-7f);
-    EXPECT_NEAR(field.getValue(0, 0, 0).y(), 0.8f, 1e-7f);
-    EXPECT_EQ(field.getValue(1, 0, 0), QVector3D(0, 0, 0));
+    check(image::Int16, short());
+    check(image::UInt16, static_cast<unsigned short>(0));
+    check(image::UInt8, static_cast<unsigned char>(0));
 }
 
 TEST(NormalizeGradients, RefusesFieldsItCannotTake)
 {
-    const auto of = [](math::Ivec3 size, image::DataType type) {
-        return new ArvoImage3D(randomVolume(size, type, 1));
-    };
-    const math::Ivec3 size(3, 2, 2), other(3, 2, 1);
-    struct Case {
-        ArvoImage3D *u, *v, *w;
-        std::vector<std::string> texts;
-    };
-    const std::vector<std::string> unknownType = {
-        "ArvoImageNormalizeGradients : normalize not implemented for this data type."};
-    const std::vector<std::string> mismatch = {"ArvoImageNormalizeGradients : the components do not match."};
-    for (const Case& c :
-         {Case{of(size, image::Float32), new ArvoImage3D, of(size, image::Float32), {}},
-          Case{of(size, image::Int32), of(size, image::Int32), of(size, image::Int32), unknownType},
-          Case{of(size, image::Reserved), of(size, image::UInt8), of(size, image::UInt8), unknownType},
-          Case{of(size, image::Float32), of(size, image::Float32), of(other, image::Float32), mismatch},
-          Case{of(size, image::Int16), of(size, image::UInt16), of(size, image::Int16), mismatch},
-          Case{of(size, image::Int16),
-               of(size, image::Int16),
-               nullptr,
-               {"ArvoImageNormalizeGradients : the field lacks a component."}}}) {
-        ThreeImages3D field(c.u, c.v, c.w);
-        const ArvoImage3D before = copyOf(*c.u);
+    const auto warningsOf = [](ArvoImage3D u, ArvoImage3D v) {
+        const ArvoImage3D before = copyOf(u);
+        const auto other = [&] { return v.isValid() ? new ArvoImage3D(copyOf(v)) : new ArvoImage3D; };
+        ThreeImages3D field(new ArvoImage3D(std::move(u)), other(), other());
         const Warnings warnings;
         EXPECT_FALSE(ArvoImageNormalizeGradients::normalize(field));
-        EXPECT_EQ(warnings.texts(), c.texts);
-        EXPECT_TRUE(sameBits(before, *c.u));
-    }
-    ThreeImages3D noSlices(math::Ivec3(2, 2, 0), QVector3D(1, 1, 1));
-    EXPECT_TRUE(ArvoImageNormalizeGradients::normalize(noSlices));
+        EXPECT_TRUE(sameBits(before, *field.getU()));
+        return warnings.texts();
+    };
+    using Texts = std::vector<std::string>;
+    const ArvoImage3D shorts = randomVolume({3, 2, 2}, image::Int16, 1);
+    const ArvoImage3D ints = randomVolume({3, 2, 2}, image::Int32, 1);
+    const Texts mismatch = {"ArvoImageNormalizeGradients : the components do not match."};
+    EXPECT_EQ(warningsOf(copyOf(shorts), {}), Texts());
+    EXPECT_EQ(warningsOf(copyOf(ints), copyOf(ints)),
+              Texts{"ArvoImageNormalizeGradients : normalize not implemented for this data type."});
+    EXPECT_EQ(warningsOf(copyOf(shorts), randomVolume({3, 2, 2}, image::UInt16, 1)), mismatch);
+    EXPECT_EQ(warningsOf(copyOf(shorts), randomVolume({3, 2, 1}, image::Int16, 1)), mismatch);
 }
 
 } // namespace
