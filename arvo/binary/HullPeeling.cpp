@@ -130,6 +130,39 @@ ARVO_VECTOR_CLONES void readRow(const unsigned char* mask, const short* distance
     }
 }
 
+/// The cells of two rows, of bits as readRow() gives them.
+ARVO_VECTOR_CLONES void joinRows(const std::uint16_t* even, const std::uint16_t* odd, std::uint16_t* cells,
+                                 std::ptrdiff_t count)
+{
+    for (std::ptrdiff_t x = 0; x < count; ++x) {
+        cells[x] = static_cast<std::uint16_t>(even[2 * x] | even[2 * x + 1] << ODD_X |
+                                              (odd[2 * x] | odd[2 * x + 1] << ODD_X) << ODD_Y);
+    }
+}
+
+/// The voxels of one of the two rows in cells: 0 where they have the bit, which is of an even x, 1 elsewhere.
+ARVO_VECTOR_CLONES void writeRow(const std::uint16_t* cells, unsigned bit, unsigned char* voxels,
+                                 std::ptrdiff_t count)
+{
+    for (std::ptrdiff_t x = 0; x < count; ++x) {
+        voxels[2 * x] = (cells[x] & bit) == 0;
+        voxels[2 * x + 1] = (cells[x] & bit << ODD_X) == 0;
+    }
+}
+
+/// Calls visit(cellY, z) for every row of cells. A few rows of a slice, then the same ones of the next slice: volumes
+/// are read and written in longer stretches that way, and the cells of all these rows stay in the cache.
+template <class Visit> void forEachRow(std::ptrdiff_t cellsY, std::ptrdiff_t sizeZ, const Visit& visit)
+{
+    constexpr std::ptrdiff_t GROUP = 4;
+    for (std::ptrdiff_t begin = 0; begin < cellsY; begin += GROUP) {
+        for (std::ptrdiff_t z = 0; z < sizeZ; ++z) {
+            for (std::ptrdiff_t cellY = begin; cellY < std::min(begin + GROUP, cellsY); ++cellY)
+                visit(cellY, z);
+        }
+    }
+}
+
 } // namespace
 
 HullPeeling::HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, const std::array<int, 3>& min,
@@ -164,25 +197,23 @@ void HullPeeling::readCells(const ArvoImage3D& mask, const ArvoImage3D& distance
     // Two rows, which make a row of cells; what is beyond the volume is never looked at.
     const std::ptrdiff_t rowLength = 2 * m_cellsX;
     std::vector<std::uint16_t> rows(static_cast<std::size_t>(2 * rowLength));
-    for (std::ptrdiff_t cellY = 0; cellY < m_cellsY; ++cellY) {
-        Cell* out = cells() + column(0, cellY);
-        for (std::ptrdiff_t z = 0; z < m_size.z; ++z, ++out) {
-            for (std::ptrdiff_t i = 0; i < 2; ++i) {
-                const std::ptrdiff_t y = 2 * cellY + i;
-                if (y >= m_size.y)
-                    continue;
-                const bool meetsHull = y >= m_min[1] && y <= m_max[1] && z >= m_min[2] && z <= m_max[2];
-                readRow(voxels.row(y, z), distances.row(y, z), rows.data() + i * rowLength, m_size.x,
-                        m_min[0], meetsHull ? m_max[0] + 1 : m_min[0]);
-            }
-            const std::uint16_t* even = rows.data();
-            const std::uint16_t* odd = even + rowLength;
-            for (std::ptrdiff_t x = 0; x < m_cellsX; ++x) {
-                out[x * m_size.z] = static_cast<Cell>(even[2 * x] | even[2 * x + 1] << ODD_X |
-                                                      (odd[2 * x] | odd[2 * x + 1] << ODD_X) << ODD_Y);
-            }
+    std::vector<Cell> joined(static_cast<std::size_t>(m_cellsX));
+    forEachRow(m_cellsY, m_size.z, [&](std::ptrdiff_t cellY, std::ptrdiff_t z) {
+        for (std::ptrdiff_t i = 0; i < 2; ++i) {
+            const std::ptrdiff_t y = 2 * cellY + i;
+            if (y >= m_size.y)
+                continue;
+            const bool meetsHull = y >= m_min[1] && y <= m_max[1] && z >= m_min[2] && z <= m_max[2];
+            readRow(voxels.row(y, z), distances.row(y, z), rows.data() + i * rowLength, m_size.x, m_min[0],
+                    meetsHull ? m_max[0] + 1 : m_min[0]);
         }
-    }
+        joinRows(rows.data(), rows.data() + rowLength, joined.data(), m_cellsX);
+        Cell* out = cells() + column(0, cellY) + z;
+        for (const Cell cell : joined) {
+            *out = cell;
+            out += m_size.z;
+        }
+    });
 }
 
 void HullPeeling::queueSurface(const ArvoImage3D& distance)
@@ -259,15 +290,25 @@ bool HullPeeling::run(const std::atomic<bool>& cancel, ThreadProgress* progress,
 void HullPeeling::writeInterior(ArvoImage3D& result, const math::Ivec3& origin) const
 {
     const frame::VolumeView<unsigned char> voxels(result);
-    for (std::ptrdiff_t y = 1; y + 1 < m_size.y; ++y) {
-        const unsigned background = BACKGROUND << (y % 2 != 0 ? ODD_Y : 0);
-        for (std::ptrdiff_t z = 1; z + 1 < m_size.z; ++z) {
-            const Cell* from = cells() + column(0, y / 2) + z;
-            unsigned char* row = voxels.row(origin.y + y - 1, origin.z + z - 1) + origin.x - 1;
-            for (std::ptrdiff_t x = 1; x + 1 < m_size.x; ++x)
-                row[x] = (from[x / 2 * m_size.z] & background << x % 2) == 0;
+    std::vector<Cell> row(static_cast<std::size_t>(m_cellsX));
+    std::vector<unsigned char> bytes(2 * row.size());
+    forEachRow(m_cellsY, m_size.z, [&](std::ptrdiff_t cellY, std::ptrdiff_t z) {
+        if (z < 1 || z + 1 >= m_size.z)
+            return;
+        const Cell* from = cells() + column(0, cellY) + z;
+        for (Cell& cell : row) {
+            cell = *from;
+            from += m_size.z;
         }
-    }
+        for (std::ptrdiff_t i = 0; i < 2; ++i) {
+            const std::ptrdiff_t y = 2 * cellY + i;
+            if (y < 1 || y + 1 >= m_size.y)
+                continue;
+            writeRow(row.data(), i == 0 ? BACKGROUND : BACKGROUND << ODD_Y, bytes.data(), m_cellsX);
+            std::copy_n(bytes.data() + 1, m_size.x - 2,
+                        voxels.row(origin.y + y - 1, origin.z + z - 1) + origin.x);
+        }
+    });
 }
 
 } // namespace binary
