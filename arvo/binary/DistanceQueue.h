@@ -23,24 +23,30 @@ public:
         int distance;
     };
 
+    /// For distances from 0 to `greatest`.
+    explicit DistanceQueue(int greatest) : m_chains(static_cast<std::size_t>(greatest) + 1) {}
+
     void push(int distance, Voxel voxel)
     {
         const auto at = static_cast<std::size_t>(distance);
-        if (at >= m_chains.size())
-            m_chains.resize(at + 1);
         Chain& chain = m_chains[at];
         if (chain.end == chain.lastEnd)
             append(chain);
         *chain.end++ = voxel;
-        m_top = at > m_top ? at : m_top;
+        // A branch, not a maximum: guessed right, the next voxel is taken before this distance is known.
+        if (at > m_top) [[unlikely]]
+            m_top = at;
     }
 
     /// Whether no voxel waits. To be asked before each take().
     bool isEmpty()
     {
-        while (m_top > 0 && m_chains[m_top].begin == m_chains[m_top].end)
+        while (m_chains[m_top].begin == m_chains[m_top].end) {
+            if (m_top == 0)
+                return true;
             --m_top;
-        return m_chains.empty() || m_chains[m_top].begin == m_chains[m_top].end;
+        }
+        return false;
     }
 
     /// Takes the first voxel of a queue that isEmpty() found to have one.

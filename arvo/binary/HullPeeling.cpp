@@ -6,6 +6,7 @@
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 #include <vector>
@@ -24,7 +25,8 @@ constexpr unsigned DISTANCE_2 = 1 << 10;
 constexpr unsigned ODD_X = 1;
 constexpr unsigned ODD_Y = 4;
 
-// A queued voxel is the number of its cell, and its place in the lowest bits.
+// A queued voxel is the number of the first cell of the block around it, and its place in its own cell in the lowest
+// bits: the block is read as soon as the voxel is known.
 constexpr int PLACE_BITS = 3;
 constexpr unsigned PLACES = (1 << PLACE_BITS) - 1;
 
@@ -34,6 +36,15 @@ using Block = OnePieceTest::Block;
 
 constexpr Block NEIGHBOURS = 0x077707770777;
 constexpr Block SELF = 1 << (1 + 4 + 16);
+
+/// The bit of a block at which the 3 x 3 x 3 voxels begin: an even voxel has its neighbours around in two cells.
+constexpr unsigned blockStart(unsigned place)
+{
+    return place ^ (ODD_X | ODD_Y);
+}
+
+constexpr Block FIRST_COLUMN = 0x003300330033;
+constexpr std::array<unsigned, 4> COLUMN_SHIFTS{0, 2, 8, 10}; // of the columns in a block
 
 /// The voxels of a block, in four columns of cells.
 ///
@@ -48,37 +59,44 @@ public:
             std::memcpy(&m_cells[i], m_at[i], sizeof(Block));
     }
 
-    /// The voxels that have that bit.
-    ARVO_KERNEL Block with(unsigned bit) const
+    /// The voxels that are background.
+    ARVO_KERNEL Block background() const
     {
-        const Block voxels = FIRST_COLUMN * bit;
-        return ((m_cells[0] & voxels) | (m_cells[1] & voxels) << 2 | (m_cells[2] & voxels) << 8 |
-                (m_cells[3] & voxels) << 10) >>
-               std::countr_zero(bit);
+        return join({m_cells[0] & ALL, m_cells[1] & ALL, m_cells[2] & ALL, m_cells[3] & ALL});
     }
-    ARVO_KERNEL void set(unsigned bit, Block voxels)
+    /// Writes the voxel as background and its candidates as waiting; returns these candidates.
+    ARVO_KERNEL Block peel(const std::array<Block, 4>& self, const std::array<Block, 4>& candidates) const
     {
-        for (int i = 0; i < 4; ++i)
-            m_cells[i] |= (voxels >> SHIFTS[i] & FIRST_COLUMN) * bit;
-    }
-    ARVO_KERNEL void clear(unsigned bit, Block voxels)
-    {
-        for (int i = 0; i < 4; ++i)
-            m_cells[i] &= ~((voxels >> SHIFTS[i] & FIRST_COLUMN) * bit);
-    }
-    ARVO_KERNEL void write() const
-    {
-        for (int i = 0; i < 4; ++i)
-            std::memcpy(m_at[i], &m_cells[i], sizeof(Block));
+        std::array<Block, 4> found;
+        for (std::size_t i = 0; i < 4; ++i) {
+            found[i] = m_cells[i] & candidates[i];
+            const Block changed = (m_cells[i] | self[i]) ^ found[i];
+            std::memcpy(m_at[i], &changed, sizeof(Block));
+        }
+        return join(found) / CANDIDATE;
     }
 
 private:
-    static constexpr Block FIRST_COLUMN = 0x003300330033;
-    static constexpr int SHIFTS[4] = {0, 2, 8, 10}; // of the columns in a block
+    static constexpr Block ALL = FIRST_COLUMN * BACKGROUND; // the bit, of all voxels of a column
+
+    ARVO_KERNEL static Block join(const std::array<Block, 4>& columns)
+    {
+        return columns[0] | columns[1] << COLUMN_SHIFTS[1] | columns[2] << COLUMN_SHIFTS[2] |
+               columns[3] << COLUMN_SHIFTS[3];
+    }
 
     std::uint16_t* m_at[4];
     Block m_cells[4]; // three cells, and one that stays as it is
 };
+
+/// Sets bits of a column, in the pieces in which Columns reads it.
+ARVO_KERNEL void addBits(std::uint16_t* cells, Block bits)
+{
+    Block column;
+    std::memcpy(&column, cells, sizeof(Block));
+    column |= bits;
+    std::memcpy(cells, &column, sizeof(Block));
+}
 
 /// Advances a progress by so many steps while about `count` voxels pass by.
 class Steps {
@@ -171,7 +189,8 @@ HullPeeling::HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, c
       m_min(min),
       m_max(max),
       m_cellsX(m_size.x / 2 + 1),
-      m_cellsY(m_size.y / 2 + 1)
+      m_cellsY(m_size.y / 2 + 1),
+      m_queue(std::max({m_size.x, m_size.y, m_size.z})) // no voxel is further from the object
 {
     // A block more: blocks are read whole, with what follows the third cell of a column.
     const auto cellCount = static_cast<std::size_t>(m_cellsX) * static_cast<std::size_t>(m_cellsY) *
@@ -180,8 +199,8 @@ HullPeeling::HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, c
     if (!isValid())
         return;
     readCells(mask, distance);
-    queueSurface(distance);
     findNeighbours();
+    queueSurface(distance);
 }
 
 HullPeeling::Voxel HullPeeling::voxelAt(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
@@ -230,7 +249,7 @@ void HullPeeling::queueSurface(const ArvoImage3D& distance)
                 if ((cell & candidate) == 0)
                     continue;
                 cell = static_cast<Cell>(cell & ~candidate);
-                m_queue.push(distances.row(y, z)[x], voxel);
+                m_queue.push(distances.row(y, z)[x], voxel + m_around[voxel & PLACES].toBlock);
             }
         }
     }
@@ -238,11 +257,24 @@ void HullPeeling::queueSurface(const ArvoImage3D& distance)
 
 void HullPeeling::findNeighbours()
 {
-    for (unsigned place = 0; place < m_firstCell.size(); ++place)
-        m_firstCell[place] =
-            -1 - ((place & ODD_X) != 0 ? 0 : column(1, 0)) - ((place & ODD_Y) != 0 ? 0 : column(0, 1));
-    for (int bit = 0; bit < 64; ++bit)
-        m_neighbours[static_cast<std::size_t>(bit)] = voxelAt(bit % 4, bit / 4 % 4, bit / 16);
+    for (unsigned place = 0; place < m_around.size(); ++place) {
+        const bool isOddX = (place & ODD_X) != 0;
+        const bool isOddY = (place & ODD_Y) != 0;
+        Around& around = m_around[place];
+        around.ownColumn = (isOddX ? 0 : column(1, 0)) + (isOddY ? 0 : column(0, 1));
+        around.toBlock = static_cast<Voxel>(-1 - around.ownColumn) << PLACE_BITS;
+        const unsigned start = blockStart(place);
+        for (std::size_t i = 0; i < COLUMN_SHIFTS.size(); ++i) {
+            around.self[i] = (SELF << start >> COLUMN_SHIFTS[i] & FIRST_COLUMN) * BACKGROUND;
+            around.candidates[i] = (NEIGHBOURS << start >> COLUMN_SHIFTS[i] & FIRST_COLUMN) * CANDIDATE;
+        }
+    }
+    for (int bit = 0; bit < 64; ++bit) {
+        const Voxel voxel = voxelAt(bit % 4, bit / 4 % 4, bit / 16);
+        const unsigned place = voxel & PLACES;
+        m_neighbours[static_cast<std::size_t>(bit)] = {
+            voxel + m_around[place].toBlock, static_cast<std::ptrdiff_t>(voxel >> PLACE_BITS), place};
+    }
 }
 
 bool HullPeeling::run(const std::atomic<bool>& cancel, ThreadProgress* progress, int steps,
@@ -259,28 +291,20 @@ bool HullPeeling::run(const std::atomic<bool>& cancel, ThreadProgress* progress,
         stepsDone.passVoxel();
         const auto [voxel, distance] = m_queue.take();
         const unsigned place = voxel & PLACES;
-        const unsigned blockStart =
-            place ^ (ODD_X | ODD_Y); // an even voxel has its neighbours around in two cells
-        const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(voxel >> PLACE_BITS) + m_firstCell[place];
-        Columns columns(cells + first, nextX, nextY);
-        const Block self = SELF << blockStart;
-        if (!isOnePiece(columns.with(BACKGROUND) >> blockStart)) {
-            columns.set(CANDIDATE, self);
-            columns.write();
+        const Around& around = m_around[place];
+        Cell* const first = cells + (voxel >> PLACE_BITS);
+        const Columns columns(first, nextX, nextY);
+        if (!isOnePiece(columns.background() >> blockStart(place))) {
+            addBits(first + around.ownColumn, Block{CANDIDATE} << (16 + place));
             continue;
         }
-        Block candidates = columns.with(CANDIDATE) & NEIGHBOURS << blockStart;
-        columns.set(BACKGROUND, self);
-        columns.clear(CANDIDATE, candidates);
-        columns.write();
-        const Voxel firstVoxel = static_cast<Voxel>(first) << PLACE_BITS;
+        Block candidates = columns.peel(around.self, around.candidates);
         for (; candidates != 0; candidates &= candidates - 1) {
-            const Voxel next =
-                firstVoxel + m_neighbours[static_cast<std::size_t>(std::countr_zero(candidates))];
-            const int bits = cells[next >> PLACE_BITS] >> (next & PLACES);
-            // Neighbours differ by 1 at most.
+            const Neighbour& next = m_neighbours[static_cast<std::size_t>(std::countr_zero(candidates))];
+            const int bits = first[next.cell] >> next.place;
+            // Neighbours differ by 1 at most in distance.
             const int phase = (bits >> 8 & 1) | (bits >> 9 & 2);
-            m_queue.push(distance - 1 + ((phase - distance + 1) & 3), next);
+            m_queue.push(distance - 1 + ((phase - distance + 1) & 3), voxel - place + next.voxel);
         }
     }
     stepsDone.finish();

@@ -50,6 +50,20 @@ private:
     void queueSurface(const ArvoImage3D& distance);
     void findNeighbours();
 
+    /// What a voxel of some place in its cell meets in the block around it: four columns of cells, three long.
+    struct Around {
+        std::ptrdiff_t ownColumn;                // from the first cell to the one below the voxel's own
+        Voxel toBlock;                           // from a voxel by its own cell to the same by its block
+        std::array<std::uint64_t, 4> self;       // the voxel in the columns, the bit of background
+        std::array<std::uint64_t, 4> candidates; // the neighbours in the columns, the bit of candidates
+    };
+    /// A voxel of a block, from the first cell of the block.
+    struct Neighbour {
+        Voxel voxel; // by its own block
+        std::ptrdiff_t cell;
+        unsigned place;
+    };
+
     Cell* cells() { return reinterpret_cast<Cell*>(m_cells.data()); }
     const Cell* cells() const { return reinterpret_cast<const Cell*>(m_cells.data()); }
     /// Where the column of cells with that cell of the x-y plane begins.
@@ -63,8 +77,8 @@ private:
     std::ptrdiff_t m_cellsY;
     image::VoxelBlock m_cells;
     DistanceQueue m_queue;
-    std::array<std::ptrdiff_t, 8> m_firstCell; // of the block around a voxel, by its place in its cell
-    std::array<Voxel, 64> m_neighbours;        // what to add to the voxel at the start of a block
+    std::array<Around, 8> m_around;         // by the place of the voxel in its cell
+    std::array<Neighbour, 64> m_neighbours; // by the bit in the block
 };
 
 } // namespace binary
