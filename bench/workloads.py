@@ -48,7 +48,7 @@ GROUPS_WITHOUT_PEERS = ("without_peers",)
 # What the headers promise on top of the inputs, in MiB at 256^3: the result, where the operation makes it, and scratch.
 # Everything else works in place or into the caller's volume, with scratch of rows or tables far below a slice.
 PROMISED_MEMORY = {
-    "median_f32": "3 % of the voxels at 4 B: 2", "otsu_f32": "8 B a bin: 0.8",
+    "median_f32": "3 % of the voxels at 4 to 12 B: 2 to 6", "otsu_i16": "a few", "otsu_f32": "a few",
     "grad_f32": "192", "grad_i16": "192", "gradnorm_f32": "64", "div_f32": "64",
     **dict.fromkeys("cc6_smooth cc26_smooth cc6_parts cc26_parts cc6_noise cc26_noise".split(), "32 + 2 to 6 B a run"),
     "keep26_parts": "16 + 2 to 6 B a run", "dist_object": "32", "dist_boundary": "32",
@@ -56,10 +56,9 @@ PROMISED_MEMORY = {
     "gauss3_f32": "8 float slices: 2", "gauss3_i16": "2", "gauss3_u8": "2", "gauss8_f32": "18 float slices: 4.5",
     "box3_i16": "32 + 4 double slices: 34", "box3_f32": "66", "box11_i16": "32 + 12 double slices: 38", "box11_f32": "70",
     "sub_fast_i16": "4", "sub_mean_i16": "4", "sub_max_i16": "4", "resample_rot_i16": "0.13", "resample_fine_i16": "0.5",
-    "slice_axial_i16": "0.13", "slice_coronal_i16": "0.13", "slice_sagittal_i16": "0.13", "reslice_oblique_i16": "0.5",
     "maindirs_i16": "24 B a counted voxel", "merge_f32": "90", "noiseeraser_i16": "50 slices at 5 B a voxel: 16",
     "keepconnected6_parts": "16 + 2 B a run", "keepconnected26_parts": "16 + 2 B a run",
-    "holeclosing_shell": "16 + 48 + 8 B a waiting voxel",
+    "threshold_erode_label_i16": "48 + 2 to 6 B a run", "holeclosing_shell": "16 + 48 + 8 B a waiting voxel",
 }
 
 # At least one operation of each family; the edges besides 256.

@@ -17,7 +17,8 @@ class ArvoImage3D;
 ///
 /// Median: the middle value, of an even number the mean of the two middle ones in single precision. NaN counts as larger
 /// than every number, -0 as smaller than +0. Nothing is sorted: one pass over the volume settles it (a second one if the
-/// sample it starts from misled), and it holds some 3 % of the voxels at 4 bytes each; at worst all.
+/// sample it starts from misled), and it holds some 3 % of the voxels, at worst all, at 4 bytes each and up to 12
+/// while their list grows.
 ///
 /// One worker thread per range of slices. A raised cancel flag stops the workers within microseconds, and the calculation
 /// fails. Other types: a warning of each worker, "Image3DStatisticsWorker : mean not implemented for the given input
