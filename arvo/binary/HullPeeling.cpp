@@ -136,16 +136,20 @@ private:
     std::ptrdiff_t m_voxelsToStep;
 };
 
-/// The bits of the voxels of a row, as of voxels at the first place of their cells.
-ARVO_VECTOR_CLONES void readRow(const unsigned char* mask, const short* distance, std::uint16_t* bits,
-                                std::ptrdiff_t width, int hullBegin, int hullEnd)
+/// The bits of the voxels of a row, as of voxels at the first place of their cells. Returns the bitwise or of its bytes.
+ARVO_VECTOR_CLONES unsigned char readRow(const unsigned char* mask, const short* distance,
+                                         std::uint16_t* bits, std::ptrdiff_t width, int hullBegin,
+                                         int hullEnd)
 {
+    unsigned char all = 0;
     for (int x = 0; x < static_cast<int>(width); ++x) {
         const auto state = static_cast<unsigned char>(mask[x] + (x >= hullBegin && x < hullEnd));
         const auto phase = static_cast<unsigned short>(distance[x]);
+        all = static_cast<unsigned char>(all | mask[x]);
         bits[x] = static_cast<std::uint16_t>((state == 0 ? BACKGROUND : 0) | (state == 1 ? CANDIDATE : 0) |
                                              (phase & 1) * DISTANCE_1 | (phase >> 1 & 1) * DISTANCE_2);
     }
+    return all;
 }
 
 /// The cells of two rows, of bits as readRow() gives them.
@@ -223,8 +227,10 @@ void HullPeeling::readCells(const ArvoImage3D& mask, const ArvoImage3D& distance
             if (y >= m_size.y)
                 continue;
             const bool meetsHull = y >= m_min[1] && y <= m_max[1] && z >= m_min[2] && z <= m_max[2];
-            readRow(voxels.row(y, z), distances.row(y, z), rows.data() + i * rowLength, m_size.x, m_min[0],
-                    meetsHull ? m_max[0] + 1 : m_min[0]);
+            const unsigned char all =
+                readRow(voxels.row(y, z), distances.row(y, z), rows.data() + i * rowLength, m_size.x,
+                        m_min[0], meetsHull ? m_max[0] + 1 : m_min[0]);
+            m_hasNegativeBytes = m_hasNegativeBytes || all > 127;
         }
         joinRows(rows.data(), rows.data() + rowLength, joined.data(), m_cellsX);
         Cell* out = cells() + column(0, cellY) + z;
@@ -235,18 +241,33 @@ void HullPeeling::readCells(const ArvoImage3D& mask, const ArvoImage3D& distance
     });
 }
 
+bool HullPeeling::isBackground(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const
+{
+    const Voxel voxel = voxelAt(x, y, z);
+    return (cells()[voxel >> PLACE_BITS] & BACKGROUND << (voxel & PLACES)) != 0;
+}
+
+/// By one of its faces.
+bool HullPeeling::touchesBackground(int x, int y, int z) const
+{
+    return isBackground(x, y, z - 1) || isBackground(x - 1, y, z) || isBackground(x + 1, y, z) ||
+           isBackground(x, y - 1, z) || isBackground(x, y + 1, z) || isBackground(x, y, z + 1);
+}
+
 void HullPeeling::queueSurface(const ArvoImage3D& distance)
 {
+    // Background lies around the box and nowhere in it. Only bytes that are negative as signed values change that: 255
+    // is background in the box, and any of them is not background beside it.
     const frame::VolumeView<const short> distances(distance);
     for (int z = m_min[2]; z <= m_max[2]; ++z) {
         for (int y = m_min[1]; y <= m_max[1]; ++y) {
             const bool isFaceRow = z == m_min[2] || z == m_max[2] || y == m_min[1] || y == m_max[1];
-            const int step = isFaceRow ? 1 : std::max(m_max[0] - m_min[0], 1);
+            const int step = isFaceRow || m_hasNegativeBytes ? 1 : std::max(m_max[0] - m_min[0], 1);
             for (int x = m_min[0]; x <= m_max[0]; x += step) {
                 const Voxel voxel = voxelAt(x, y, z);
                 Cell& cell = cells()[voxel >> PLACE_BITS];
                 const unsigned candidate = CANDIDATE << (voxel & PLACES);
-                if ((cell & candidate) == 0)
+                if ((cell & candidate) == 0 || (m_hasNegativeBytes && !touchesBackground(x, y, z)))
                     continue;
                 cell = static_cast<Cell>(cell & ~candidate);
                 m_queue.push(distances.row(y, z)[x], voxel + m_around[voxel & PLACES].toBlock);

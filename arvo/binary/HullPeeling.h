@@ -25,9 +25,10 @@ class HullPeeling {
 public:
     /// `mask` has a border of zero voxels, and the hull is the box from `min` to `max`, both inclusive,
     /// inside that border: empty if a minimum is above its maximum. The state of a voxel is its byte, plus 1
-    /// in the hull, wrapped to a byte: 0 is background, 1 may be peeled, all above is object. `distance` is the
-    /// unsigned map of the mask. Neither is looked at afterwards. isValid() tells whether there was enough memory
-    /// for the cells; for the queue: std::bad_alloc.
+    /// in the hull, wrapped to a byte: 0 is background, 1 may be peeled, all above is object. The peeling
+    /// begins at the voxels that may be peeled and have background at a face. `distance` is the unsigned map of
+    /// the mask. Neither is looked at afterwards. isValid() tells whether there was enough memory for the cells;
+    /// for the queue: std::bad_alloc.
     HullPeeling(const ArvoImage3D& mask, const ArvoImage3D& distance, const std::array<int, 3>& min,
                 const std::array<int, 3>& max);
 
@@ -48,6 +49,8 @@ private:
 
     void readCells(const ArvoImage3D& mask, const ArvoImage3D& distance);
     void queueSurface(const ArvoImage3D& distance);
+    bool isBackground(std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t z) const;
+    bool touchesBackground(int x, int y, int z) const;
     void findNeighbours();
 
     /// What a voxel of some place in its cell meets in the block around it: four columns of cells, three long.
@@ -75,6 +78,7 @@ private:
     std::array<int, 3> m_max;
     std::ptrdiff_t m_cellsX;
     std::ptrdiff_t m_cellsY;
+    bool m_hasNegativeBytes = false; // as signed values
     image::VoxelBlock m_cells;
     DistanceQueue m_queue;
     std::array<Around, 8> m_around;         // by the place of the voxel in its cell

@@ -16,8 +16,8 @@ class ArvoImage3D;
 /// by faces. Where that fails the voxel stays, unless a neighbour is peeled later, when it is tested anew.
 ///
 /// Input: a mask of type Binary, not owned. Result: a new Binary volume of the same geometry, 0 or 1. The box
-/// and the hull are found from bytes that are above 0 as signed values; a byte of 255 inside the box is
-/// peeled from the start.
+/// is found from bytes that are above 0 as signed values; a byte of 255 inside the box is peeled from the
+/// start, and a byte of 128 to 255 beside the box shields the voxel at its face until a neighbour is peeled.
 ///
 /// No warnings. Runs on the calling thread; the cancel flag is looked at between the stages and before each
 /// voxel that is tested. A run that failed or was cancelled leaves no result. Progress advances from the

@@ -111,10 +111,11 @@ private:
         hull.forEach([&](int x, int y, int z) {
             hull.at(x, y, z) =
                 x >= min[0] && x <= max[0] && y >= min[1] && y <= max[1] && z >= min[2] && z <= max[2];
-            m_state.at(x, y, z) = static_cast<unsigned char>(hull.at(x, y, z) + m_object.at(x, y, z));
+            hull.at(x, y, z) = static_cast<unsigned char>(hull.at(x, y, z) + m_object.at(x, y, z));
+            m_state.at(x, y, z) = hull.at(x, y, z);
         });
         hull.forEach([&](int x, int y, int z) {
-            if (!hull.at(x, y, z) || m_object.at(x, y, z))
+            if (static_cast<signed char>(hull.at(x, y, z)) <= 0 || m_object.at(x, y, z))
                 return;
             if (!hull.at(x - 1, y, z) || !hull.at(x + 1, y, z) || !hull.at(x, y - 1, z) ||
                 !hull.at(x, y + 1, z) || !hull.at(x, y, z - 1) || !hull.at(x, y, z + 1))
