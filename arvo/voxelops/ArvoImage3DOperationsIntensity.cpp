@@ -120,14 +120,17 @@ template <class T> void rescale(T* voxels, std::ptrdiff_t count, const Window<T>
 
 void ArvoImage3DOperations::applyMask(ArvoImage3D* image, ArvoImage3D* mask)
 {
-    if (!image || !frame::isUsable(mask)) {
-        frame::refuse("ArvoImage3DOperations : no valid image and mask to apply.");
+    const char* const noVolumes = "ArvoImage3DOperations : no valid image and mask to apply.";
+    if (!image) {
+        frame::refuse(noVolumes);
         return;
     }
     const bool isDone = image::withElementType(
         image->dataType(), MaskableTypes{}, "ArvoImage3DOperations applyMask(): data type not implemented.",
         [&](auto element) {
             using T = typename decltype(element)::type;
+            if (!frame::isUsable(mask))
+                return frame::refuse(noVolumes);
             if (!frame::coversLoopOver(*image, *mask, sizeof(T)))
                 return frame::refuse("ArvoImage3DOperations : the mask is larger than the image.");
             const frame::VolumeView<T> voxels(*image);

@@ -1,6 +1,7 @@
 #include "arvo/voxelops/Image3DReplaceVoxels.h"
 
 #include "arvo/frame/CallChecks.h"
+#include "arvo/platform/image/ElementTypes.h"
 #include "arvo/voxelops/Image3DReplaceVoxelsWorker.h"
 
 #include <new>
@@ -28,6 +29,9 @@ bool Image3DReplaceVoxels::checkImages() const
 {
     if (!frame::isUsable(m_inputImage))
         return frame::refuse("Image3DReplaceVoxels : no valid input image.");
+    // The workers warn of such a type, whatever the mask.
+    if (m_inputImage->imageSize().z > 0 && !image::isOneOf(m_inputImage->dataType(), image::VoxelTypes{}))
+        return true;
     if (!frame::isUsable(m_maskImage))
         return frame::refuse("Image3DReplaceVoxels : no valid mask image.");
     if (!frame::coversLoopOver(*m_maskImage, *m_inputImage, 1))

@@ -7,15 +7,13 @@
 void Image3DReplaceVoxelsWorker::processSlices()
 {
     ArvoImage3D& image = getInputImage();
-    if (!m_maskImage) {
-        frame::refuse("Image3DReplaceVoxelsWorker : no mask.");
-        return;
-    }
     const bool isDone = image::withElementType(
         image.dataType(), image::VoxelTypes{},
         "Image3DReplaceVoxelsWorker : not implemented for the given input image data type.",
         [&](auto element) {
             using T = typename decltype(element)::type;
+            if (!m_maskImage)
+                return frame::refuse("Image3DReplaceVoxelsWorker : no mask.");
             return Image3DReplaceVoxelsHelper<T>::replaceVoxels(
                 image, *m_maskImage, m_replaceValue, getStartSlice(), getStopSlice(), getCancelFlag());
         });

@@ -320,7 +320,7 @@ TEST(Operations, WarnOnTypesTheyDoNotHandle)
     const Case cases[] = {
         {"ArvoImage3DOperations applyMask(): data type not implemented.",
          {UInt16, Reserved, Int32},
-         [](ArvoImage3D& image) { Operations::applyMask(&image, &image); }},
+         [](ArvoImage3D& image) { Operations::applyMask(&image, nullptr); }}, // whatever the mask
         {"ArvoImage3DOperations::clipAndRescale() Data type not implemented",
          {Float32, Reserved, Int32},
          [](ArvoImage3D& image) { Operations::clipAndRescale(&image, 0, 1, 0, 1, 0); }},

@@ -13,12 +13,12 @@ using namespace testing_support;
 
 namespace {
 
-bool replace(ArvoImage3D& image, ArvoImage3D& mask, float value,
+bool replace(ArvoImage3D& image, ArvoImage3D* mask, float value,
              const std::atomic<bool>& cancel = notCancelled)
 {
     Image3DReplaceVoxels operation;
     operation.setInputImage(&image);
-    operation.setMaskImage(&mask);
+    operation.setMaskImage(mask);
     operation.setReplaceValue(value);
     operation.execute(cancel);
     return operation.isSuccess();
@@ -36,7 +36,7 @@ void expectDefinition(const math::Ivec3& size, image::DataType type, std::uint64
                 voxels<T>(expected)[i] = storedAs<T>(value);
         }
     });
-    EXPECT_TRUE(replace(image, mask, value));
+    EXPECT_TRUE(replace(image, &mask, value));
     EXPECT_TRUE(sameBits(expected, image)) << describe(size, type, seed) << ", value " << value;
     EXPECT_EQ(image.getValueRange(), expected.getValueRange());
 }
@@ -74,7 +74,7 @@ TEST(Image3DReplaceVoxels, ARaisedFlagLetsOneVoxelOfEachWorkerThrough)
         const auto [workers, slices] = threading::calculateNumThreads(6);
         for (int i = 0; i < workers; ++i)
             voxels<short>(expected)[static_cast<std::size_t>(i * slices * 20)] = 7;
-        EXPECT_FALSE(replace(image, mask, 7.0f, cancelled));
+        EXPECT_FALSE(replace(image, &mask, 7.0f, cancelled));
         EXPECT_TRUE(sameBits(expected, image));
     }
     threading::setThreadLimit(0);
@@ -84,15 +84,18 @@ TEST(Image3DReplaceVoxels, RefusesOtherTypesWithOneWarningPerWorker)
 {
     for (const image::DataType type : {image::Reserved, image::Int32}) {
         ArvoImage3D image = randomVolume({3, 3, 4}, type, 1);
-        ArvoImage3D mask = randomMask({3, 3, 4}, 1.0, 1);
+        ArvoImage3D mask = randomMask({3, 3, 4}, 1.0, 1), tooSmall = randomMask({3, 3, 1}, 1.0, 1);
         const ArvoImage3D before = copyOf(image);
-        const Warnings warnings;
-        EXPECT_FALSE(replace(image, mask, 1.0f));
-        EXPECT_TRUE(sameBits(before, image));
-        EXPECT_EQ(warnings.texts(),
-                  std::vector<std::string>(
-                      static_cast<std::size_t>(threading::calculateNumThreads(4).first),
-                      "Image3DReplaceVoxelsWorker : not implemented for the given input image data type."));
+        for (ArvoImage3D* anyMask : {&mask, &tooSmall, static_cast<ArvoImage3D*>(nullptr)}) {
+            const Warnings warnings;
+            EXPECT_FALSE(replace(image, anyMask, 1.0f));
+            EXPECT_TRUE(sameBits(before, image));
+            EXPECT_EQ(
+                warnings.texts(),
+                std::vector<std::string>(
+                    static_cast<std::size_t>(threading::calculateNumThreads(4).first),
+                    "Image3DReplaceVoxelsWorker : not implemented for the given input image data type."));
+        }
     }
 }
 
@@ -100,7 +103,7 @@ TEST(Image3DReplaceVoxels, AcceptsWiderMasksAndNoVoxels)
 {
     ArvoImage3D image = volumeOf<short>({2, 1, 1}, image::Int16, {5, 6});
     ArvoImage3D wideMask = volumeOf<short>({2, 1, 1}, image::Int16, {0x0100, 1}); // bytes 0 1 1 0
-    EXPECT_TRUE(replace(image, wideMask, 9.0f));
+    EXPECT_TRUE(replace(image, &wideMask, 9.0f));
     EXPECT_EQ(image.getValue(0, 0, 0), 5);
     EXPECT_EQ(image.getValue(1, 0, 0), 9);
 
@@ -108,7 +111,7 @@ TEST(Image3DReplaceVoxels, AcceptsWiderMasksAndNoVoxels)
         ArvoImage3D none(size, QVector3D(1, 1, 1), image::UInt8);
         ArvoImage3D mask(size, QVector3D(1, 1, 1), image::Binary);
         const Warnings warnings;
-        EXPECT_TRUE(replace(none, mask, 1.0f));
+        EXPECT_TRUE(replace(none, &mask, 1.0f));
         EXPECT_TRUE(warnings.texts().empty());
     }
 }
@@ -120,7 +123,7 @@ TEST(Image3DReplaceVoxels, RefusesMasksThatDoNotReachFarEnough)
     for (const math::Ivec3& size : {math::Ivec3(4, 3, 1), math::Ivec3(3, 3, 2)}) {
         ArvoImage3D mask = randomMask(size, 1.0, 1);
         const Warnings warnings;
-        EXPECT_FALSE(replace(image, mask, 1.0f));
+        EXPECT_FALSE(replace(image, &mask, 1.0f));
         EXPECT_FALSE(
             Image3DReplaceVoxelsHelper<unsigned char>::replaceVoxels(image, mask, 1.0f, 0, 1, notCancelled));
         EXPECT_EQ(warnings.texts(),
