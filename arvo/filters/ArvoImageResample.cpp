@@ -200,6 +200,8 @@ template <class T> bool resample(const ArvoImage3D& in, ArvoImage3D& out, const 
     const math::Ivec3 from = in.imageSize();
     const math::Ivec3 to = out.imageSize();
     const std::ptrdiff_t width = to.x;
+    if (out.sizeOfAxialSlice() == 0)
+        return true; // an empty buffer has no address, which the output would refuse
     std::vector<T> slice(out.sizeOfAxialSlice() / sizeof(T));
     const bool hasCells = from.x >= 2 && from.y >= 2 && from.z >= 2;
     std::optional<RowSampler<T>> sampler;

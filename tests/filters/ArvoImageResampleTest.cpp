@@ -190,6 +190,17 @@ TEST(ArvoImageResample, AnOrientationNeedsItsTag)
     EXPECT_TRUE(sameBits(plain, named));
 }
 
+TEST(ArvoImageResample, AnEmptyOutputIsDoneAtOnce)
+{
+    const Warnings warnings;
+    ArvoImage3D in = randomVolume({3, 4, 5}, image::Int16, 1);
+    for (const math::Ivec3& size : {math::Ivec3(0, 3, 2), math::Ivec3(3, 0, 2), math::Ivec3(3, 2, 0)}) {
+        ArvoImage3D out = outputOf({size, {1, 1, 1}, {}}, image::Int16);
+        EXPECT_TRUE(resample(in, out));
+    }
+    EXPECT_TRUE(warnings.texts().empty());
+}
+
 TEST(ArvoImageResample, RefusesBadCalls)
 {
     const Warnings warnings;
