@@ -17,7 +17,7 @@ class ARVO_VOLUME_EXPORT Image3DStatisticsWorker : public SliceWorker {
     Q_OBJECT
 
 public:
-    /// A worker for one method; volumes and range are set as for any SliceWorker.
+    /// A worker for one method; volumes and range are set as for any SliceWorker. Without memory: std::bad_alloc.
     explicit Image3DStatisticsWorker(Image3DStatisticsMethod::Method method, QObject* parent = nullptr);
     ~Image3DStatisticsWorker() override;
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -64,22 +63,6 @@ public:
         if (first < 240)
             return static_cast<float>(first - 60) / 4.0f;
         return first < 250 ? rare[first - 240] : take<float>();
-    }
-
-    template <std::size_t Count> std::array<int, Count> takeInts()
-    {
-        std::array<int, Count> numbers{};
-        for (int& number : numbers)
-            number = takeInt();
-        return numbers;
-    }
-
-    template <std::size_t Count> std::array<float, Count> takeFloats()
-    {
-        std::array<float, Count> numbers{};
-        for (float& number : numbers)
-            number = takeFloat();
-        return numbers;
     }
 
 private:

@@ -4,6 +4,8 @@
 #include "arvo/platform/threading/ThreadCount.h"
 #include "support/Warnings.h"
 
+#include <exception>
+#include <new>
 #include <set>
 
 namespace trust {
@@ -11,15 +13,15 @@ namespace trust {
 namespace {
 
 /// Whether the operation cannot do without the volume that it was handed there.
-bool lacks(const Operation& operation, const ArvoImage3D* image, Changes which)
+bool lacks(const Operation& operation, const ArvoImage3D* image, unsigned changes)
 {
-    const int creates = which | CREATES;
-    return (operation.changes & creates) == creates ? !image : !image || !image->isValid();
+    return operation.has(changes | CREATES) ? !image : !image || !image->isValid();
 }
 
 bool lacksVolume(const Operation& operation, const Call& call)
 {
-    return lacks(operation, call.a, FIRST) || (operation.inputs > 1 && lacks(operation, call.b, SECOND));
+    return lacks(operation, call.a, CHANGES_A) ||
+           (operation.has(TAKES_TWO) && lacks(operation, call.b, CHANGES_B));
 }
 
 /// What is wrong with the warnings of a call and its answer.
@@ -27,11 +29,11 @@ std::string wrongAnswer(const Operation& operation, bool isMissing, bool isDone,
                         const std::vector<std::string>& texts)
 {
     const std::set<std::string> distinct(texts.begin(), texts.end());
-    if (static_cast<int>(distinct.size()) > operation.warnings)
+    if (distinct.size() > (operation.has(WARNS_TWICE) ? 2 : 1))
         return std::to_string(distinct.size()) + " different warnings";
-    if (isMissing && !operation.isSilent && texts.size() != (distinct.empty() ? 1 : distinct.size()))
+    if (isMissing && !operation.has(SILENT) && texts.size() != (distinct.empty() ? 1 : distinct.size()))
         return std::to_string(texts.size()) + " warnings about a missing volume";
-    if (operation.canAnswer && isDone && (isMissing || !texts.empty()))
+    if (operation.has(ANSWERS) && isDone && (isMissing || !texts.empty()))
         return "success" + (texts.empty() ? " without a volume" : " with the warning " + texts.front());
     return {};
 }
@@ -59,19 +61,22 @@ std::string brokenPromise(const Operation& operation, Call& call, int threads)
     bool isDone = false;
     try {
         isDone = operation.run(call);
-    } catch (...) {
-        return "an exception escaped";
+    } catch (const std::bad_alloc&) {
+        if (!operation.has(THROWS))
+            return "std::bad_alloc escaped";
+    } catch (const std::exception& exception) {
+        return std::string("an exception escaped: ") + exception.what();
     }
     const std::vector<std::string> texts = warnings.texts();
     const std::string wrong = wrongAnswer(operation, isMissing, isDone, texts);
     if (!wrong.empty())
         return wrong;
 
-    const bool isSame = call.a == call.b;
-    const auto mayChange = [&](int which) { return texts.empty() && (operation.changes & which) != 0; };
-    if (!mayChange(isSame ? FIRST | SECOND : FIRST) && Snapshot(call.a) != a)
+    const unsigned changes = texts.empty() ? operation.traits & (CHANGES_A | CHANGES_B) : 0;
+    const bool isSame = call.a == call.b && changes != 0;
+    if ((changes & CHANGES_A) == 0 && !isSame && Snapshot(call.a) != a)
         return "the first volume changed";
-    if (!mayChange(isSame ? FIRST | SECOND : SECOND) && Snapshot(call.b) != b)
+    if ((changes & CHANGES_B) == 0 && !isSame && Snapshot(call.b) != b)
         return "the second volume changed";
     return {};
 }

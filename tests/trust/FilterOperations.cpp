@@ -3,12 +3,11 @@
 #include "arvo/filters/ArvoImageGaussianSmooth.h"
 #include "arvo/filters/ArvoImageResample.h"
 #include "arvo/filters/ArvoImageSubsample.h"
-#include "arvo/platform/image/ArvoImage3D.h"
 #include "arvo/platform/image/ArvoImage3DInfo.h"
 #include "trust/Operations.h"
 
 #include <algorithm>
-#include <new>
+#include <array>
 
 namespace trust {
 
@@ -22,70 +21,87 @@ template <class Filter> Filter filterOn(const Call& c)
     return filter;
 }
 
-bool gaussian(Call& c, bool isDeprecated)
+bool smooth(Call& c, int radius, bool isLegacy)
 {
     auto gauss = filterOn<ArvoImageGaussianSmooth>(c);
-    gauss.setRadius({std::min(c.i, 1000), 1, std::min(c.i, 100)});
-    gauss.setStandardDeviation({c.f, 1.0f, c.f});
-    return isDeprecated ? gauss.executeDeprecated(c.cancel) : gauss.execute(c.cancel);
+    const bool isSigned = c.a && (c.a->dataType() == image::Int16 || c.a->dataType() == image::Float32);
+    const int x = std::min(c.whole(radius), 1000), y = std::min(c.whole(radius + 1), 1000);
+    gauss.setRadius({x, y, std::min(c.whole(isSigned ? radius : 2), 100)});
+    gauss.setStandardDeviation(c.vector({1.5f, 0.75f, 2.0f}));
+    return isLegacy ? gauss.executeDeprecated(c.cancel) : gauss.execute(c.cancel);
 }
 
-bool boxMean(Call& c)
+bool boxMean(Call& c, int extent)
 {
-    const bool isSlow =
-        c.i > 2000 && c.i < 1000000; // memory can hold its table, the patience of a test cannot
-    if (!c.a || isSlow)
+    const int x = c.whole(extent), y = c.whole(3), z = c.whole(extent);
+    const double cells = double{1} * x * y * z;
+    if (!c.a || (cells > 1e5 && cells < 1e9)) // memory can hold its table, the patience of a test cannot
         return false;
-    try {
-        return ArvoImageCubicFilter::applyCubicFilter(
-                   *c.a, {static_cast<unsigned long long>(static_cast<long long>(c.i)), 3, 1}) != nullptr;
-    } catch (const std::bad_alloc&) { // documented for the table
-        return false;
-    }
+    const auto asExtent = [](int n) { return static_cast<unsigned long long>(n); };
+    const auto mean = ArvoImageCubicFilter::applyCubicFilter(*c.a, {asExtent(x), asExtent(y), asExtent(z)});
+    c.result().addVolume(mean.get());
+    return mean != nullptr;
 }
 
-bool resample(Call& c, bool hasRecord)
+/// The input on a grid that is turned against the output's, on a copy: a record would stay with the volume.
+bool resampleTurned(Call& c)
 {
-    ArvoImage3D placed;
-    ArvoImage3D* input = c.a;
-    if (hasRecord && c.a && c.a->isValid() && placed.copyFrom(c.a)) {
-        const float axes[] = {c.f, 0.0f, 0.0f, 0.0f, 1.0f, c.f, 0.0f, 0.0f, 1.0f};
-        const auto bytes = std::clamp<qsizetype>(c.i, 0, sizeof axes);
-        placed.addInfo(0x20001, "ImageOrientation", QByteArray(reinterpret_cast<const char*>(axes), bytes));
-        input = &placed;
-    }
-    ArvoImageResample filter;
-    filter.setInput(input);
-    filter.setOutput(c.b);
-    return filter.execute();
+    std::array<float, 9> axes = {0.8f, 0.6f, 0.0f, -0.6f, 0.8f, 0.0f, 0.0f, 0.0f, 1.0f};
+    c.numbers.reals(axes);
+    const auto bytes = std::clamp<qsizetype>(c.whole(sizeof axes), 0, sizeof axes);
+    ArvoImage3D turned;
+    const bool isTurned = c.a && c.a->isValid() && turned.copyFrom(c.a);
+    if (isTurned)
+        turned.addInfo(0x20001, "ImageOrientation",
+                       QByteArray(reinterpret_cast<const char*>(axes.data()), bytes));
+    ArvoImageResample resample;
+    resample.setInput(isTurned ? &turned : c.a);
+    resample.setOutput(c.b);
+    return resample.execute();
+}
+
+/// Another grid than the input's.
+ArvoImage3D otherGrid(const math::Ivec3&, image::DataType type)
+{
+    return ArvoImage3D({17, 23, 19}, QVector3D(0.625f, 0.5f, 0.4375f), type);
 }
 
 } // namespace
 
-void addFilterOperations(Operations& list)
+void addFilterOperations(Operations& table)
 {
-    list.push_back({"Gaussian", 2, SECOND, 1, false, true, [](Call& c) { return gaussian(c, false); }});
-    list.push_back(
-        {"Gaussian, deprecated", 2, SECOND, 1, false, true, [](Call& c) { return gaussian(c, true); }});
-    list.push_back({"ArvoImageCubicFilter", 1, NOTHING, 1, true, true, boxMean});
-    list.push_back({"ArvoImageConeBeamNoiseEraser", 2, SECOND, 1, false, false, [](Call& c) {
-                        auto eraser = filterOn<ArvoImageConeBeamNoiseEraser>(c);
-                        eraser.setRadius(c.i);
-                        eraser.setBoneThreshold(c.i / 2);
-                        return eraser.execute();
-                    }});
-    list.push_back(
-        {"ArvoImageResample", 2, SECOND, 1, true, true, [](Call& c) { return resample(c, false); }});
-    list.push_back(
-        {"ArvoImageResample, placed", 2, SECOND, 1, true, true, [](Call& c) { return resample(c, true); }});
-    for (const int method : {-1, 0, 1, 2, 3, 4})
-        list.push_back({"ArvoImageSubsample, method " + std::to_string(method), 2, SECOND | CREATES, 1, false,
-                        true, [method](Call& c) {
-                            auto subsample = filterOn<ArvoImageSubsample>(c);
-                            subsample.setSampleFactor(c.i, 1, c.i);
-                            return subsample.execute(static_cast<ArvoImageSubsample::SubsampleMethod>(method),
-                                                     c.cancel);
-                        }});
+    constexpr unsigned CHANGES_OUTPUT = TAKES_TWO | CHANGES_B | ANSWERS;
+    for (const int radius : {1, 4}) {
+        for (const bool isLegacy : {false, true})
+            table.add((isLegacy ? "gaussian_legacy_" : "gaussian_") + std::to_string(radius),
+                      CHANGES_OUTPUT | LEAVES_ROWS, {GREYS, fixedInput, fixedInput},
+                      [=](Call& c) { return smooth(c, radius, isLegacy); });
+    }
+    for (const int extent : {3, 5})
+        table.add("box_mean_" + std::to_string(extent), SILENT | ANSWERS | THROWS, {GREYS},
+                  [extent](Call& c) { return boxMean(c, extent); });
+    table.add("speck_eraser", TAKES_TWO | CHANGES_B | LEAVES_ROWS, {INTEGERS, fixedInput, fixedInput},
+              [](Call& c) {
+                  auto eraser = filterOn<ArvoImageConeBeamNoiseEraser>(c);
+                  eraser.setRadius(c.whole(2));
+                  eraser.setBoneThreshold(c.whole(120));
+                  return eraser.execute();
+              });
+    table.add("resample", CHANGES_OUTPUT | SILENT, {INTEGERS, fixedInput, otherGrid},
+              [](Call& c) { return filterOn<ArvoImageResample>(c).execute(); });
+    table.add("resample_turned", CHANGES_OUTPUT | SILENT, {INTEGERS, fixedInput, otherGrid}, resampleTurned);
+    for (const int method : {0, 1, 2, 3, -1, 4}) {
+        const bool isMethod = method >= 0 && method < 4;
+        for (const int factor : {2, 3})
+            table.add("subsample_" + std::to_string(method) + "_" + std::to_string(factor),
+                      CHANGES_OUTPUT | CREATES, isMethod ? Hashed{GREYS} : Hashed{}, [=](Call& c) {
+                          auto subsample = filterOn<ArvoImageSubsample>(c);
+                          const int x = c.whole(factor), y = c.whole(2);
+                          subsample.setSampleFactor(x, y, c.whole(factor));
+                          return subsample.execute(static_cast<ArvoImageSubsample::SubsampleMethod>(method),
+                                                   c.cancel);
+                      });
+    }
 }
 
 } // namespace trust

@@ -1,5 +1,6 @@
 #include "support/RandomVolume.h"
 #include "trust/CallJudge.h"
+#include "trust/TestNames.h"
 
 #include <algorithm>
 #include <array>
@@ -53,28 +54,48 @@ std::vector<Input> hostileVolumes()
     return inputs;
 }
 
-struct Numbers {
+struct Number {
     int i;
     float f;
 };
 
-std::vector<Numbers> hostileNumbers()
-{
-    using F = std::numeric_limits<float>;
-    using I = std::numeric_limits<int>;
-    return {{2, 1.0f},
-            {0, 0.0f},
-            {1, -1.0f},
-            {-1, F::quiet_NaN()},
-            {3, 0.5f},
-            {6, F::infinity()},
-            {300, -F::infinity()},
-            {I::max(), F::max()},
-            {I::min(), F::lowest()},
-            {100000, F::denorm_min()},
-            {-300, 1e10f},
-            {4, 7.25f}};
-}
+constexpr Number HOSTILE_NUMBERS[] = {{2, 1.0f},
+                                      {0, 0.0f},
+                                      {1, -1.0f},
+                                      {-1, std::numeric_limits<float>::quiet_NaN()},
+                                      {3, 0.5f},
+                                      {6, std::numeric_limits<float>::infinity()},
+                                      {300, -std::numeric_limits<float>::infinity()},
+                                      {std::numeric_limits<int>::max(), std::numeric_limits<float>::max()},
+                                      {std::numeric_limits<int>::min(), std::numeric_limits<float>::lowest()},
+                                      {100000, std::numeric_limits<float>::denorm_min()},
+                                      {-300, 1e10f},
+                                      {4, 7.25f}};
+
+constexpr int ALL = -1;
+
+/// A hostile number for all parameters of a call, or for one alone.
+class HostileNumbers : public trust::Numbers {
+public:
+    HostileNumbers(const Number& number, int parameter) : m_number(number), m_parameter(parameter) {}
+
+    int whole(int sound) override { return isHostile() ? m_number.i : sound; }
+    float real(float sound) override { return isHostile() ? m_number.f : sound; }
+    void reals(std::span<float> sound) override
+    {
+        if (isHostile())
+            std::ranges::fill(sound.first(3), m_number.f);
+    }
+    /// How many the call has asked for.
+    int parameters() const { return m_asked; }
+
+private:
+    bool isHostile() { return m_parameter == m_asked++ || m_parameter == ALL; }
+
+    Number m_number;
+    int m_parameter;
+    int m_asked = 0;
+};
 
 /// Puts a volume back to what it was.
 void restore(Input& input, const Snapshot& before)
@@ -93,17 +114,40 @@ void restore(Input& input, const Snapshot& before)
     volume.editFinished();
 }
 
-void expectPromisesKept(const Operation& operation, Input& a, Input& b, const Numbers& numbers,
-                        bool isCancelled)
+void expectPromisesKept(const Operation& operation, Input& a, Input& b, trust::Numbers& numbers, int way,
+                        bool isCancelled, const std::string& what)
 {
     const Snapshot first(a.volume.get()), second(b.volume.get());
     const std::atomic<bool> cancel(isCancelled);
-    Call call{a.volume.get(), b.volume.get(), numbers.i, numbers.f, cancel};
+    Call call{a.volume.get(), b.volume.get(), numbers, cancel, way};
     EXPECT_EQ("", trust::brokenPromise(operation, call, 0))
-        << operation.name << " (" << a.name << "; " << b.name << "; " << numbers.i << "; " << numbers.f
-        << ")";
+        << operation.name << " (" << a.name << "; " << b.name << "; " << what << "; way " << way << ")";
     restore(a, first);
     restore(b, second);
+}
+
+void callWithSoundNumbers(const Operation& operation, Input& a, Input& b, int ways)
+{
+    trust::SoundNumbers numbers;
+    for (int way = 0; way < ways; ++way)
+        expectPromisesKept(operation, a, b, numbers, way, false, "sound numbers");
+}
+
+/// Every number for all parameters, cancelled once, and, where nothing else is wrong, for each parameter alone.
+void callWithHostileNumbers(const Operation& operation, Input& a, Input& b, bool alsoOneByOne)
+{
+    for (const Number& number : HOSTILE_NUMBERS) {
+        const auto call = [&](int parameter) {
+            HostileNumbers numbers(number, parameter);
+            const std::string what = std::to_string(number.i) + " and " + std::to_string(number.f) +
+                                     " for parameter " + std::to_string(parameter);
+            expectPromisesKept(operation, a, b, numbers, 0, number.i == 4 && parameter == ALL, what);
+            return numbers.parameters();
+        };
+        const int parameters = call(ALL);
+        for (int parameter = 0; alsoOneByOne && parameters > 1 && parameter < parameters; ++parameter)
+            call(parameter);
+    }
 }
 
 class HostileCalls : public testing::TestWithParam<Operation> {};
@@ -113,22 +157,19 @@ class HostileCalls : public testing::TestWithParam<Operation> {};
 TEST_P(HostileCalls, NeitherCrashNorTouchWhatTheyMustNot)
 {
     const Operation& operation = GetParam();
+    const bool takesTwo = operation.has(trust::TAKES_TWO);
     std::vector<Input> first = hostileVolumes();
     std::vector<Input> second = hostileVolumes();
-    const std::vector<Numbers> numbers = hostileNumbers();
-    const std::size_t seconds = operation.inputs > 1 ? second.size() : 1;
     for (Input& a : first) {
-        for (std::size_t k = 0; k < seconds; ++k) {
-            Input& b = second[k];
-            const bool isPlainPair =
-                a.isUsable() && b.isUsable() && a.volume->imageSize() != b.volume->imageSize();
-            for (const Numbers& n : numbers) {
-                const bool isSound = &n == &numbers.front();
-                if (isSound || !isPlainPair)
-                    expectPromisesKept(operation, a, b, n, !isSound && n.i == 4);
-                if (HasFailure())
-                    return;
-            }
+        for (Input& b : std::span(second).first(takesTwo ? second.size() : 1)) {
+            const bool areUsable = a.isUsable() && (b.isUsable() || !takesTwo);
+            const bool areOfOneSize =
+                areUsable && (!takesTwo || a.volume->imageSize() == b.volume->imageSize());
+            callWithSoundNumbers(operation, a, b, areOfOneSize ? operation.ways : 1);
+            if (!areUsable || areOfOneSize)
+                callWithHostileNumbers(operation, a, b, areOfOneSize);
+            if (HasFailure())
+                return;
         }
     }
 }
@@ -137,15 +178,14 @@ TEST_P(HostileCalls, NeitherCrashNorTouchWhatTheyMustNot)
 TEST_P(HostileCalls, TakeOneVolumeAsBoth)
 {
     const Operation& operation = GetParam();
-    if (operation.inputs < 2)
+    if (!operation.has(trust::TAKES_TWO))
         return;
     std::vector<Input> inputs = hostileVolumes();
     for (Input& input : inputs) {
-        for (const Numbers& n : hostileNumbers()) {
-            expectPromisesKept(operation, input, input, n, false);
-            if (HasFailure())
-                return;
-        }
+        callWithSoundNumbers(operation, input, input, 1);
+        callWithHostileNumbers(operation, input, input, false);
+        if (HasFailure())
+            return;
     }
 }
 

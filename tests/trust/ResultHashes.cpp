@@ -1,4 +1,4 @@
-// Runs every operation on fixed inputs and prints a line "operation hash" for each.
+// Runs every operation on fixed inputs and prints a line "operation/type/size hash" for each result.
 //
 // With --check FILE it compares instead of printing: another instruction set, compiler, number of threads or split
 // into ranges that changes a single bit of a single result fails. The means, which depend on the number of workers by
@@ -7,7 +7,7 @@
 // With --kernels baseline|avx2 it says first whether this process runs those kernels, and ends with 77 if it does not.
 //
 // usage: arvo_result_hashes [--threads N] [--check FILE] [--kernels baseline|avx2]
-#include "trust/ResultHashes.h"
+#include "trust/Operations.h"
 
 #include "arvo/platform/threading/ThreadCount.h"
 
@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 
 namespace {
 
@@ -31,7 +32,81 @@ const char* kernelsInUse()
 #endif
 }
 
-int compare(const trust::Results& results, const char* file)
+/// What was computed. A name that comes again - for another thread count, another split into ranges, another way to the
+/// same result - has to come with the same hash.
+class Results {
+public:
+    void add(const std::string& name, std::uint64_t value)
+    {
+        const auto [line, isNew] = m_lines.emplace(name, value);
+        if (!isNew && line->second != value) {
+            std::printf("%s: two runs differ\n", name.c_str());
+            m_isConsistent = false;
+        }
+    }
+    const std::map<std::string, std::uint64_t>& lines() const { return m_lines; }
+    bool isConsistent() const { return m_isConsistent; }
+
+private:
+    std::map<std::string, std::uint64_t> m_lines;
+    bool m_isConsistent = true;
+};
+
+const char* nameOf(image::DataType type)
+{
+    switch (type) {
+    case image::UInt16:
+        return "u16";
+    case image::Int16:
+        return "i16";
+    case image::UInt8:
+        return "u8";
+    case image::Binary:
+        return "mask";
+    case image::Float32:
+        return "f32";
+    case image::Int32:
+        return "i32";
+    default:
+        return "none";
+    }
+}
+
+/// The volumes that an operation changes, and what it found besides.
+void hash(const trust::Operation& operation, const math::Ivec3& size, image::DataType type, int way,
+          Results& results)
+{
+    static const std::atomic<bool> never{false};
+    const std::string name = operation.name.substr(0, operation.name.find(','));
+    const std::string suffix = std::string("/") + nameOf(type) + "/" + std::to_string(size.x);
+    ArvoImage3D a = operation.hashed.a(size, type);
+    ArvoImage3D b = operation.hashed.b ? operation.hashed.b(size, type) : ArvoImage3D();
+    trust::SoundNumbers numbers;
+    trust::Call call{&a, &b, numbers, never, way};
+    operation.run(call);
+    if (operation.has(trust::CHANGES_A))
+        call.result().addVolume(&a);
+    if (operation.has(trust::CHANGES_B))
+        call.result().addVolume(&b);
+    for (const auto& [part, found] : call.results)
+        results.add((part.empty() ? name : part) + suffix, found.value());
+}
+
+Results hashAll()
+{
+    Results results;
+    for (const trust::Operation& operation : trust::allOperations()) {
+        for (const image::DataType type : operation.hashed.types) {
+            for (const math::Ivec3& size : trust::FIXED_SIZES) {
+                for (int way = 0; way < operation.ways; ++way)
+                    hash(operation, size, type, way, results);
+            }
+        }
+    }
+    return results;
+}
+
+int compare(const Results& results, const char* file)
 {
     std::map<std::string, std::uint64_t> expected;
     std::ifstream lines(file);
@@ -78,14 +153,7 @@ int main(int argc, char** argv)
         return NOT_THOSE_KERNELS;
     }
 
-    trust::Results results;
-    trust::hashVolumes(results);
-    trust::hashVoxelOperations(results);
-    trust::hashDifferential(results);
-    trust::hashMasks(results);
-    trust::hashFilters(results);
-    trust::hashReslices(results);
-    trust::hashGeometry(results);
+    const Results results = hashAll();
     if (!results.isConsistent())
         return 1;
     if (file)

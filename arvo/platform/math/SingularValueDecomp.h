@@ -11,7 +11,8 @@
 /// The destructor never follows `a`.
 class ARVO_PLATFORM_EXPORT SingularValueDecomp {
 public:
-    /// `reserved` is kept for hosts that pass it and has no effect. Negative sizes count as 0.
+    /// `reserved` is kept for hosts that pass it and has no effect. Negative sizes count as 0. Without
+    /// memory: std::bad_alloc, or no matrix.
     SingularValueDecomp(int rows, int columns, int reserved);
     ~SingularValueDecomp();
     SingularValueDecomp(const SingularValueDecomp&) = delete;
