@@ -4,6 +4,7 @@
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/platform/image/VoxelConversion.h"
+#include "arvo/platform/utility/PageStreams.h"
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
@@ -28,9 +29,11 @@ ARVO_VECTOR_CLONES void markInterval(const T* in, unsigned char* out, std::ptrdi
 {
     using Unsigned = std::make_unsigned_t<T>;
     const auto span = static_cast<Unsigned>(high - low);
+    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
 #pragma GCC ivdep
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = static_cast<Unsigned>(in[i] - low) <= span;
+        for (std::ptrdiff_t i = begin; i < end; ++i)
+            out[i] = static_cast<Unsigned>(in[i] - low) <= span;
+    });
 }
 
 template <class T>
@@ -47,15 +50,21 @@ void markAccepted(const T* in, unsigned char* out, std::ptrdiff_t count, const A
 
 ARVO_VECTOR_CLONES void markAbove(const float* in, unsigned char* out, std::ptrdiff_t count, float threshold)
 {
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = in[i] > threshold;
+    utility::forEachPiece<sizeof(float)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
+#pragma GCC ivdep
+        for (std::ptrdiff_t i = begin; i < end; ++i)
+            out[i] = in[i] > threshold;
+    });
 }
 
 ARVO_VECTOR_CLONES void markAtLeast(const float* in, unsigned char* out, std::ptrdiff_t count,
                                     float threshold)
 {
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = in[i] >= threshold;
+    utility::forEachPiece<sizeof(float)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
+#pragma GCC ivdep
+        for (std::ptrdiff_t i = begin; i < end; ++i)
+            out[i] = in[i] >= threshold;
+    });
 }
 
 template <class T>

@@ -3,6 +3,7 @@
 #include "arvo/frame/CallChecks.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
+#include "arvo/platform/utility/PageStreams.h"
 #include "arvo/platform/utility/VectorClones.h"
 
 namespace {
@@ -51,8 +52,11 @@ struct Maximum {
 template <class Operation, class T>
 ARVO_VECTOR_CLONES void combineInto(T* a, const T* b, std::ptrdiff_t count)
 {
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        a[i] = Operation::of(a[i], b[i]);
+    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
+#pragma GCC ivdep
+        for (std::ptrdiff_t i = begin; i < end; ++i)
+            a[i] = Operation::of(a[i], b[i]);
+    });
 }
 
 template <class Operation> bool combine(ArvoImage3D& a, const ArvoImage3D& b)

@@ -42,9 +42,9 @@ template <class T> T randomVoxel(Random& random, Fill fill)
 
 const std::vector<math::Ivec3>& someSizes()
 {
-    static const std::vector<math::Ivec3> sizes = {{1, 1, 1},  {2, 1, 3},  {3, 2, 1},  {1, 3, 2},
-                                                   {3, 3, 3},  {5, 1, 1},  {1, 7, 2},  {15, 4, 3},
-                                                   {16, 3, 5}, {17, 5, 4}, {33, 6, 7}, {13, 11, 9}};
+    static const std::vector<math::Ivec3> sizes = {
+        {1, 1, 1},  {2, 1, 3},  {3, 2, 1},  {1, 3, 2},  {3, 3, 3},   {5, 1, 1},   {1, 7, 2},
+        {15, 4, 3}, {16, 3, 5}, {17, 5, 4}, {33, 6, 7}, {13, 11, 9}, {259, 43, 3}};
     return sizes;
 }
 

@@ -14,7 +14,8 @@ namespace testing_support {
 
 using Random = std::mt19937_64;
 
-/// Odd, non-cubic sizes: extents of 1, 2 and 3, around the vector width, and primes.
+/// Odd, non-cubic sizes: extents of 1, 2 and 3, around the vector width, primes, and one of more than 32 KiB, whose pages
+/// are read in turn.
 const std::vector<math::Ivec3>& someSizes();
 
 /// The element types that most operations accept: 0, 1, 2, 3 and 5.

@@ -16,3 +16,6 @@
 
 /// A kernel that is compiled into its caller, so that it is compiled for the caller's instruction set.
 #define ARVO_KERNEL [[gnu::always_inline]] inline
+
+/// The same for a lambda, after its parameters.
+#define ARVO_INLINED __attribute__((always_inline))
