@@ -5,6 +5,7 @@
 #include "arvo/platform/image/ArvoImage3D.h"
 #include "arvo/platform/image/ElementTypes.h"
 #include "arvo/platform/threading/ThreadProgress.h"
+#include "arvo/platform/utility/BlockStore.h"
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
@@ -20,11 +21,11 @@ ARVO_VECTOR_CLONES void markBoundary(const signed char* previous, const signed c
 {
     const signed char* above = current - rowLength;
     const signed char* below = current + rowLength;
-    for (std::ptrdiff_t i = 0; i < count; ++i) {
+    utility::storeInBlocks(marks, count, [&](std::ptrdiff_t i) ARVO_INLINED {
         const bool touchesZero = (previous[i] == 0) | (current[i - 1] == 0) | (current[i + 1] == 0) |
                                  (above[i] == 0) | (below[i] == 0) | (next[i] == 0);
-        marks[i] = (current[i] > 0) & touchesZero;
-    }
+        return static_cast<unsigned char>((current[i] > 0) & touchesZero);
+    });
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "arvo/frame/ThreeImages3D.h"
 #include "arvo/frame/VolumeView.h"
 #include "arvo/platform/image/ElementTypes.h"
+#include "arvo/platform/utility/BlockStore.h"
 #include "arvo/platform/utility/VectorClones.h"
 
 #include <algorithm>
@@ -81,8 +82,7 @@ struct Divergence {
 template <class Operator, class T>
 ARVO_VECTOR_CLONES void evaluateRun(const Cross<T> cross, float* __restrict out, std::ptrdiff_t count)
 {
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        out[i] = Operator::at(cross, i);
+    utility::storeInBlocks(out, count, [&](std::ptrdiff_t i) ARVO_INLINED { return Operator::at(cross, i); });
 }
 
 /// The slices from which one slice of the result is made.
