@@ -9,6 +9,7 @@
 
 #include <array>
 #include <new>
+#include <stdexcept>
 
 namespace trust {
 
@@ -25,6 +26,15 @@ Tools toolsOn(const Call& c)
     tools.setInput(c.a);
     tools.setOutput(c.b);
     return tools;
+}
+
+/// For calculations that leave no result when they fail.
+bool takenAfter(bool success, ArvoImage3D* volume, Hash& result)
+{
+    const bool isTaken = taken(volume, result);
+    if (isTaken && !success)
+        throw std::logic_error("a result without success");
+    return isTaken;
 }
 
 /// Those that count parts or layers; the number goes with the output.
@@ -74,7 +84,7 @@ void addParts(Operations& table)
                           const int x = c.whole(1), y = c.whole(2);
                           keep.setReferencePoint({x, y, c.whole(3)});
                           const bool success = executed(keep, c);
-                          return taken(keep.takeBinaryOutputImage().release(), c.result()) && success;
+                          return takenAfter(success, keep.takeBinaryOutputImage().release(), c.result());
                       });
     }
     table.add("keep_part, without a point", SILENT | ANSWERS, [](Call& c) {
@@ -83,7 +93,7 @@ void addParts(Operations& table)
             return false;
         Keep keep(*c.a, Keep::KEEP_PART_AT_REFERENCE_POINT, Keep::STRAIGHT);
         const bool success = executed(keep, c);
-        return taken(keep.takeBinaryOutputImage().release(), c.result()) && success;
+        return takenAfter(success, keep.takeBinaryOutputImage().release(), c.result());
     });
 }
 
@@ -165,7 +175,7 @@ void addShapes(Operations& table)
         Image3DHoleClosing closing;
         closing.setInputImage(c.a);
         const bool success = executed(closing, c);
-        return taken(closing.takeClosedImage(), c.result()) && success;
+        return takenAfter(success, closing.takeClosedImage(), c.result());
     });
     table.add("hole_closing, its steps", SILENT | ANSWERS, {MASK}, [](Call& c) {
         using Closing = Image3DHoleClosing;

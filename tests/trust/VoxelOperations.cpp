@@ -191,6 +191,8 @@ void addStatistics(Operations& table)
             Image3DStatistics statistics(static_cast<Method::Method>(method));
             statistics.setInputImage(c.a);
             const bool success = executed(statistics, c);
+            if (!success && statistics.getValue() != 0.0)
+                throw std::logic_error("a value without success");
             const auto workers = static_cast<std::size_t>(threading::calculateNumThreads(c.slices()).first);
             c.result(isMean ? byWorkers(name, workers) : "").add(statistics.getValue());
             return success;
