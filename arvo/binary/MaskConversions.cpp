@@ -18,20 +18,15 @@ constexpr unsigned char DISPLAYED_BACKGROUND = 50;
 ARVO_VECTOR_CLONES void mapBytes(const unsigned char* in, unsigned char* out, std::ptrdiff_t count,
                                  unsigned char whereZero, unsigned char elsewhere)
 {
-    utility::forEachPiece<1>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            out[i] = in[i] == 0 ? whereZero : elsewhere;
-    });
+    utility::forEachElement<1>(count, [&](std::ptrdiff_t i)
+                                          ARVO_INLINED { out[i] = in[i] == 0 ? whereZero : elsewhere; });
 }
 
 template <class T>
 ARVO_VECTOR_CLONES void clearByMask(const unsigned char* mask, T* voxels, std::ptrdiff_t count, bool invert)
 {
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            voxels[i] = (mask[i] == 0) != invert ? T(0) : voxels[i];
+    utility::forEachElement<sizeof(T)>(count, [&](std::ptrdiff_t i) ARVO_INLINED {
+        voxels[i] = (mask[i] == 0) != invert ? T(0) : voxels[i];
     });
 }
 

@@ -29,11 +29,8 @@ ARVO_VECTOR_CLONES void markInterval(const T* in, unsigned char* out, std::ptrdi
 {
     using Unsigned = std::make_unsigned_t<T>;
     const auto span = static_cast<Unsigned>(high - low);
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            out[i] = static_cast<Unsigned>(in[i] - low) <= span;
-    });
+    utility::forEachElement<sizeof(T)>(
+        count, [&](std::ptrdiff_t i) ARVO_INLINED { out[i] = static_cast<Unsigned>(in[i] - low) <= span; });
 }
 
 template <class T>
@@ -50,21 +47,15 @@ void markAccepted(const T* in, unsigned char* out, std::ptrdiff_t count, const A
 
 ARVO_VECTOR_CLONES void markAbove(const float* in, unsigned char* out, std::ptrdiff_t count, float threshold)
 {
-    utility::forEachPiece<sizeof(float)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            out[i] = in[i] > threshold;
-    });
+    utility::forEachElement<sizeof(float)>(count, [&](std::ptrdiff_t i)
+                                                      ARVO_INLINED { out[i] = in[i] > threshold; });
 }
 
 ARVO_VECTOR_CLONES void markAtLeast(const float* in, unsigned char* out, std::ptrdiff_t count,
                                     float threshold)
 {
-    utility::forEachPiece<sizeof(float)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            out[i] = in[i] >= threshold;
-    });
+    utility::forEachElement<sizeof(float)>(count, [&](std::ptrdiff_t i)
+                                                      ARVO_INLINED { out[i] = in[i] >= threshold; });
 }
 
 template <class T>

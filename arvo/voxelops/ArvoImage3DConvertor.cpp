@@ -40,23 +40,16 @@ template <class From> ARVO_KERNEL std::uint32_t product(From value, int factor)
 template <class From>
 ARVO_VECTOR_CLONES void convertRun(const From* in, short* out, std::ptrdiff_t count, int factor)
 {
-    utility::forEachPiece<std::max(sizeof(From), sizeof(short))>(
-        count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-            for (std::ptrdiff_t i = begin; i < end; ++i)
-                out[i] = static_cast<short>(product(in[i], factor));
-        });
+    utility::forEachElement<std::max(sizeof(From), sizeof(short))>(
+        count, [&](std::ptrdiff_t i) ARVO_INLINED { out[i] = static_cast<short>(product(in[i], factor)); });
 }
 
 template <class From>
 ARVO_VECTOR_CLONES void convertRun(const From* in, float* out, std::ptrdiff_t count, int factor)
 {
     const auto multiplier = static_cast<float>(factor);
-    utility::forEachPiece<sizeof(float)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            out[i] = static_cast<float>(in[i]) * multiplier;
-    });
+    utility::forEachElement<sizeof(float)>(
+        count, [&](std::ptrdiff_t i) ARVO_INLINED { out[i] = static_cast<float>(in[i]) * multiplier; });
 }
 
 template <class From, class To> bool convertVolume(const ArvoImage3D& in, ArvoImage3D& out, int factor)

@@ -52,11 +52,8 @@ struct Maximum {
 template <class Operation, class T>
 ARVO_VECTOR_CLONES void combineInto(T* a, const T* b, std::ptrdiff_t count)
 {
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            a[i] = Operation::of(a[i], b[i]);
-    });
+    utility::forEachElement<sizeof(T)>(count, [&](std::ptrdiff_t i)
+                                                  ARVO_INLINED { a[i] = Operation::of(a[i], b[i]); });
 }
 
 template <class Operation> bool combine(ArvoImage3D& a, const ArvoImage3D& b)

@@ -23,35 +23,26 @@ using FloatTypes = image::TypeSet<image::Float32>;
 
 template <class T> ARVO_VECTOR_CLONES void maskRun(T* voxels, const unsigned char* mask, std::ptrdiff_t count)
 {
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-#pragma GCC ivdep
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            voxels[i] = mask[i] == 0 ? T(0) : voxels[i];
-    });
+    utility::forEachElement<sizeof(T)>(
+        count, [&](std::ptrdiff_t i) ARVO_INLINED { voxels[i] = mask[i] == 0 ? T(0) : voxels[i]; });
 }
 
 template <class T> ARVO_VECTOR_CLONES void invertRun(T* voxels, std::ptrdiff_t count)
 {
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            voxels[i] = static_cast<T>(T(1) - voxels[i]);
-    });
+    utility::forEachElement<sizeof(T)>(
+        count, [&](std::ptrdiff_t i) ARVO_INLINED { voxels[i] = static_cast<T>(T(1) - voxels[i]); });
 }
 
 template <class T> ARVO_VECTOR_CLONES void negateRun(T* voxels, std::ptrdiff_t count)
 {
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            voxels[i] = static_cast<T>(-voxels[i]);
-    });
+    utility::forEachElement<sizeof(T)>(count, [&](std::ptrdiff_t i)
+                                                  ARVO_INLINED { voxels[i] = static_cast<T>(-voxels[i]); });
 }
 
 template <class T> ARVO_VECTOR_CLONES void normalizeRun(T* voxels, std::ptrdiff_t count, T min, T range)
 {
-    utility::forEachPiece<sizeof(T)>(count, [&](std::ptrdiff_t begin, std::ptrdiff_t end) ARVO_INLINED {
-        for (std::ptrdiff_t i = begin; i < end; ++i)
-            voxels[i] = (voxels[i] - min) / range;
-    });
+    utility::forEachElement<sizeof(T)>(count, [&](std::ptrdiff_t i)
+                                                  ARVO_INLINED { voxels[i] = (voxels[i] - min) / range; });
 }
 
 /// The window of clipAndRescale, and what its voxels become.

@@ -15,7 +15,8 @@ class ArvoImage3D;
 /// before that are done, the others untouched, and the calculation fails; editFinished() is called on the image in
 /// every case that reached the workers. An image of another type: "Image3DReplaceVoxelsWorker : not implemented for
 /// the given input image data type." from each worker, whatever the mask, failure, nothing changed. A missing image or
-/// mask, or a mask too small: one warning, failure, nothing changed. O(n) time for n voxels; no memory besides the volumes.
+/// mask, or a mask too small: one warning, failure, nothing changed. O(n) time for n voxels; no memory besides the
+/// volumes.
 class ARVO_VOLUME_EXPORT Image3DReplaceVoxels : public SliceWorkerCalculation {
 public:
     Image3DReplaceVoxels();

@@ -30,8 +30,8 @@ ARVO_KERNEL void storeInBlocks(T* __restrict out, std::ptrdiff_t count, Value va
         T block[BLOCK];
         for (std::ptrdiff_t i = 0; i < BLOCK; ++i)
             block[i] = valueAt(first + i);
-        for (std::ptrdiff_t i = 0; i < BLOCK;
-             i += LANES) { // as a copy of the whole block it would go through memory
+        // As a copy of the whole block, the results would go through memory.
+        for (std::ptrdiff_t i = 0; i < BLOCK; i += LANES) {
             Lanes lanes;
             std::memcpy(&lanes, block + i, sizeof lanes);
             std::memcpy(out + first + i, &lanes, sizeof lanes);
