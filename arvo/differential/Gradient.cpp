@@ -65,7 +65,8 @@ bool Gradient::createGradientImage()
         if (!component->isValid())
             return false;
     }
-    m_gradientImage.reset(new ThreeImages3D(components[0].get(), components[1].get(), components[2].get()));
+    m_gradientImage =
+        std::make_unique<ThreeImages3D>(components[0].get(), components[1].get(), components[2].get());
     for (auto& component : components) // only the field, now that there is one, owns them
         (void)component.release();
     return true;

@@ -168,11 +168,9 @@ std::optional<SamplingPath<T>> widePathFor([[maybe_unused]] const VolumeView<con
     return std::nullopt;
 }
 
-#define ARVO_INSTANTIATE(T) template std::optional<SamplingPath<T>> widePathFor(const VolumeView<const T>&)
-
-ARVO_INSTANTIATE(unsigned char);
-ARVO_INSTANTIATE(short);
-ARVO_INSTANTIATE(unsigned short);
-ARVO_INSTANTIATE(float);
+template std::optional<SamplingPath<unsigned char>> widePathFor(const VolumeView<const unsigned char>&);
+template std::optional<SamplingPath<short>> widePathFor(const VolumeView<const short>&);
+template std::optional<SamplingPath<unsigned short>> widePathFor(const VolumeView<const unsigned short>&);
+template std::optional<SamplingPath<float>> widePathFor(const VolumeView<const float>&);
 
 } // namespace frame
