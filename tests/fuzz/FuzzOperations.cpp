@@ -1,9 +1,11 @@
-// The fuzz target of all operations.
+// What every fuzz target does with an input.
 //
 // An input is a few volumes (types, extents up to 12, voxels) and a list of calls on them: operation, volumes, flag and
 // then the numbers that the operation asks for. What one call writes the next one reads. The process ends, with a message, at
 // the first call that breaks a promise of trust::brokenPromise() and at one that changes its volumes otherwise, or finds
 // something else, on one thread than on several.
+#include "fuzz/FuzzOperations.h"
+
 #include "fuzz/Bytes.h"
 
 #include "arvo/platform/image/ArvoImage3D.h"
@@ -139,7 +141,7 @@ std::map<std::string, trust::Hash> make(const trust::Operation& operation, const
 
 void makeCalls(Bytes bytes)
 {
-    const std::vector<trust::Operation>& operations = trust::allOperations();
+    const std::vector<trust::Operation>& operations = fuzzedOperations();
     const bool isComparing = bytes.takeBelow(4) == 0; // two runs and real threads: not for every input
     Volumes volumes;
     for (auto& volume : volumes)
