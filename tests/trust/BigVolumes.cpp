@@ -1,15 +1,19 @@
-// Pushes a volume of more than 2^31 voxels through the operations and looks for planted voxels in the results: an
-// offset that is cut to 32 bits anywhere loses or moves them. Not a part of the tests, it needs gigabytes;
+// Pushes a volume of more than 2^31 voxels through the operations and looks for planted voxels, or for the far corner, in
+// the results: an offset that is cut to 32 bits anywhere loses or moves them. Not a part of the tests, it needs gigabytes;
 // scripts/big-volumes.sh runs it.
 //
 // usage: arvo_big_volumes [SIDE]      1300 unless given; 8-bit voxels
 #include "arvo/binary/ArvoImageBinaryTools.h"
+#include "arvo/filters/ArvoImageConeBeamNoiseEraser.h"
 #include "arvo/filters/ArvoImageSubsample.h"
+#include "arvo/geometry/MassCenterCalculator.h"
 #include "arvo/platform/image/ArvoImage3D.h"
+#include "arvo/platform/image/Image2D.h"
 #include "arvo/reslice/ArvoImage3DReslicer.h"
 #include "arvo/voxelops/ArvoImage3DOperations.h"
 #include "arvo/voxelops/Image3DReplaceVoxels.h"
 #include "arvo/voxelops/Image3DStatistics.h"
+#include "trust/BigVolumeCorners.h"
 
 #include <algorithm>
 #include <atomic>
@@ -19,19 +23,23 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <new>
+#include <string>
 #include <vector>
 
 namespace {
 
+using Reslicer = ArvoImage3DReslicer;
+
 const std::atomic<bool> never{false};
 int failures = 0;
 
-void check(const char* operation, const std::function<bool()>& body)
+void check(const std::string& operation, const std::function<bool()>& body)
 {
     const auto start = std::chrono::steady_clock::now();
     const bool isRight = body();
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-    std::printf("%-28s %-5s %7.2f s\n", operation, isRight ? "right" : "WRONG", taken.count());
+    std::printf("%-28s %-5s %7.2f s\n", operation.c_str(), isRight ? "right" : "WRONG", taken.count());
     std::fflush(stdout);
     failures += isRight ? 0 : 1;
 }
@@ -128,13 +136,50 @@ void checkViews(ArvoImage3D& volume, const std::vector<math::Ivec3>& planted)
                 return slice[static_cast<std::size_t>(row) * static_cast<std::size_t>(n) +
                              static_cast<std::size_t>(column)] == 77;
             };
-            ArvoImage3DReslicer::loadAxialSlices(&volume, voxel.z, 1, pixels);
+            Reslicer::loadAxialSlices(&volume, voxel.z, 1, pixels);
             const bool isInAxial = pixel(voxel.x, voxel.y);
-            ArvoImage3DReslicer::loadCoronalSlices(&volume, voxel.y, 1, pixels);
+            Reslicer::loadCoronalSlices(&volume, voxel.y, 1, pixels);
             const bool isInCoronal = pixel(voxel.x, voxel.z);
-            ArvoImage3DReslicer::loadSagittalSlices(&volume, voxel.x, 1, pixels);
+            Reslicer::loadSagittalSlices(&volume, voxel.x, 1, pixels);
             return isInAxial && isInCoronal && pixel(voxel.y, voxel.z);
         });
+    });
+    check("oblique slices", [&] {
+        return std::ranges::all_of(planted, [&](const math::Ivec3& voxel) {
+            std::array origin = {static_cast<float>(voxel.x), static_cast<float>(voxel.y - 2),
+                                 static_cast<float>(voxel.z - 2)};
+            std::array across = {1.0f, 0.0f, 0.0f}, down = {0.0f, 1.0f, 1.0f};
+            std::array size = {1, 3};
+            Image2D picture;
+            Reslicer::loadReslice2D(&volume, origin.data(), across.data(), down.data(), size.data(),
+                                    &picture);
+            return picture.isValid() && picture.dataPtr()[1] == 0 && picture.dataPtr()[2] == 77;
+        });
+    });
+    check("maximum projection", [&] {
+        return std::ranges::all_of(planted, [&](const math::Ivec3& voxel) {
+            const float slice = static_cast<float>(voxel.z - 3);
+            std::array origin = {static_cast<float>(voxel.x), static_cast<float>(voxel.y), slice};
+            std::array offset = {0.0f, 0.0f, 0.0f}, step = {0.0f, 0.0f, 1.0f};
+            Image2D picture(1, 1, Image2D::Float32, {1, 1, 1}, true);
+            Reslicer::loadMIPReslice(&volume, origin.data(), offset.data(), offset.data(), 1, 1, step.data(),
+                                     8, picture, nullptr, ArvoImage3DEnums::MIP_COMPARE_FUNCTION{});
+            const bool isReached = voxel.z < n - 1; // rays end before the last voxel
+            return *reinterpret_cast<const float*>(picture.dataPtr()) == (isReached ? 77.0f : 0.0f);
+        });
+    });
+    check("mass centre", [&] {
+        MassCenterCalculator centre;
+        centre.setImage(&volume);
+        bool isRight = centre.execute();
+        for (int axis = 0; isRight && axis < 3; ++axis) {
+            double sum = 0.0;
+            for (const math::Ivec3& voxel : planted)
+                sum += double{0.1f} * voxel[axis];
+            isRight =
+                std::abs(centre.getMassCenter()[axis] - sum / static_cast<double>(planted.size())) < 1e-3;
+        }
+        return isRight;
     });
     check("subsample by the maximum", [&] {
         ArvoImage3D small;
@@ -147,19 +192,25 @@ void checkViews(ArvoImage3D& volume, const std::vector<math::Ivec3>& planted)
                    return small.getValue(voxel.x / 2, voxel.y / 2, voxel.z / 2) == 77;
                });
     });
+    check("speck eraser", [&] {
+        ArvoImageConeBeamNoiseEraser eraser;
+        eraser.setInput(&volume);
+        eraser.setOutput(&volume);
+        eraser.setRadius(2);
+        eraser.setBoneThreshold(50);
+        return eraser.execute() && std::ranges::all_of(planted, [&](const math::Ivec3& voxel) {
+                   const bool isInDisc = voxel.x > n / 4 && voxel.x < n - n / 4;
+                   return volume.getValue(voxel.x, voxel.y, voxel.z) == (isInDisc ? 77 : 49);
+               });
+    });
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+void checkPlanted(int n)
 {
-    const int n = argc > 1 ? std::max(std::atoi(argv[1]) / 2 * 2, 16) : 1300;
     ArvoImage3D volume({n, n, n}, {0.1f, 0.1f, 0.1f}, image::UInt8);
     ArvoImage3D mask({n, n, n}, {0.1f, 0.1f, 0.1f}, image::Binary);
-    if (!volume.isValid() || !mask.isValid()) {
-        std::puts("not enough memory");
-        return 2;
-    }
+    if (!volume.isValid() || !mask.isValid())
+        throw std::bad_alloc();
     const std::vector<math::Ivec3> planted = plantedVoxels(n);
     std::printf("%d^3 voxels of 8 bits, %zu planted\n", n, planted.size());
     volume.zeroSlices();
@@ -167,5 +218,15 @@ int main(int argc, char** argv)
     checkCounts(volume, planted);
     checkMasks(volume, mask, planted);
     checkViews(volume, planted);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const int n = std::max(argc > 1 ? std::atoi(argv[1]) / 2 * 2 : 1300, 2 * big::CORNER);
+    checkPlanted(n);
+    for (const big::CornerOperation& operation : big::cornerOperations())
+        check(operation.name, [&] { return big::isCornerRight(operation, n); });
     return failures == 0 ? 0 : 1;
 }
