@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -28,23 +29,43 @@ int runs()
     return wanted ? std::atoi(wanted) : 100;
 }
 
-/// Runs the operation again and again; a second thread raises the flag after a random number of spins, sometimes at once,
-/// sometimes too late. The body looks at what is left and tells whether the operation was the faster one; how often is
-/// printed, not tested: it depends on the machine.
-template <class Body> void storm(std::uint64_t seed, Body&& body)
+using Clock = std::chrono::steady_clock;
+
+/// Runs trials again and again; a second thread raises the flag at a random moment of each, sometimes too late. A trial has
+/// its inputs when it is made, runs once, and then looks at what is left. How often the operation was faster than the flag
+/// is printed, not tested: it depends on the machine.
+template <class MakeTrial> void storm(std::uint64_t seed, const MakeTrial& makeTrial)
 {
+    auto whole = Clock::duration::max();
+    for (int rehearsal = 0; rehearsal < 5; ++rehearsal) {
+        auto trial = makeTrial();
+        const auto begin = Clock::now();
+        trial.run(std::atomic<bool>{false});
+        whole = std::min(whole, Clock::now() - begin);
+    }
+
     Random random(seed);
     int finished = 0;
     for (int run = 0; run < runs() && !testing::Test::HasFailure(); ++run) {
-        std::atomic<bool> cancel{false};
-        const std::uint64_t spins = random() % (std::uint64_t{1} << (random() % 26));
-        std::thread raiser([&cancel, spins] {
-            for (std::uint64_t i = 0; i < spins; ++i)
-                std::atomic_signal_fence(std::memory_order_seq_cst);
+        auto trial = makeTrial();
+        const auto delay = whole * static_cast<int>(random() % 1000) / 800;
+        std::atomic<bool> isReady{false}, isRunning{false}, cancel{false};
+        std::thread raiser([&, delay] {
+            isReady.store(true);
+            isReady.notify_one();
+            while (!isRunning.load()) { // awake: the operation may take microseconds only
+            }
+            const auto start = Clock::now();
+            while (Clock::now() - start < delay) {
+            }
             cancel.store(true);
         });
-        finished += body(cancel);
+        isReady.wait(false);
+        isRunning.store(true);
+        const bool isDone = trial.run(cancel);
         raiser.join();
+        trial.check(isDone);
+        finished += isDone;
     }
     std::printf("%d of %d runs finished before the flag\n", finished, runs());
 }
@@ -73,44 +94,70 @@ TEST(CancelStorm, ReplacementLeavesFinishedBeginnings)
 {
     const ArvoImage3D untouched = randomVolume(SIZE, image::Int16, 1);
     ArvoImage3D mask = randomMask(SIZE, 0.5, 2);
-    const auto replaceIn = [&](ArvoImage3D& volume, const std::atomic<bool>& cancel) {
-        Image3DReplaceVoxels replace;
-        replace.setInputImage(&volume);
-        replace.setMaskImage(&mask);
-        replace.setReplaceValue(42.0f);
-        replace.execute(cancel);
-        return replace.isSuccess();
-    };
-    ArvoImage3D done = copyOf(untouched);
-    ASSERT_TRUE(replaceIn(done, std::atomic<bool>{false}));
-    storm(3, [&](const std::atomic<bool>& cancel) {
+    struct Trial {
+        const ArvoImage3D& untouched;
+        ArvoImage3D& mask;
+        const ArvoImage3D* done; ///< what a whole run leaves
         ArvoImage3D volume = copyOf(untouched);
-        const bool isDone = replaceIn(volume, cancel);
-        EXPECT_TRUE(isDone ? sameBits(done, volume)
-                           : testing::AssertionResult(isFinishedPrefixes<short>(untouched, done, volume)));
-        return isDone;
-    });
+
+        bool run(const std::atomic<bool>& cancel)
+        {
+            Image3DReplaceVoxels replace;
+            replace.setInputImage(&volume);
+            replace.setMaskImage(&mask);
+            replace.setReplaceValue(42.0f);
+            replace.execute(cancel);
+            return replace.isSuccess();
+        }
+        void check(bool isDone) const
+        {
+            EXPECT_TRUE(isDone
+                            ? sameBits(*done, volume)
+                            : testing::AssertionResult(isFinishedPrefixes<short>(untouched, *done, volume)));
+        }
+    };
+    Trial whole{untouched, mask, nullptr};
+    ASSERT_TRUE(whole.run(std::atomic<bool>{false}));
+    storm(3, [&] { return Trial{untouched, mask, &whole.volume}; });
 }
 
-/// What an operation leaves of a run with sound numbers on fixed inputs.
-struct Outcome {
-    bool isDone = false;
-    std::map<std::string, trust::Hash> results;
-
-    Outcome(const trust::Operation& operation, const std::atomic<bool>& cancel)
+/// A run with sound numbers on fixed inputs.
+class OperationTrial {
+public:
+    explicit OperationTrial(const trust::Operation& operation, const OperationTrial* whole = nullptr)
+        : m_operation(operation),
+          m_whole(whole)
     {
         const image::DataType type = operation.hashed.types.front();
         const math::Ivec3 size = trust::FIXED_SIZES[1];
-        ArvoImage3D a = operation.hashed.a(size, type);
-        ArvoImage3D b = operation.hashed.b ? operation.hashed.b(size, type) : ArvoImage3D();
-        trust::SoundNumbers numbers;
-        trust::Call call{&a, &b, numbers, cancel};
-        isDone = operation.run(call);
-        call.result("first volume").addVolume(&a);
-        call.result("second volume").addVolume(&b);
-        results = call.results;
+        m_a = operation.hashed.a(size, type);
+        if (operation.hashed.b)
+            m_b = operation.hashed.b(size, type);
     }
-    bool operator==(const Outcome&) const = default;
+    bool run(const std::atomic<bool>& cancel)
+    {
+        trust::SoundNumbers numbers;
+        trust::Call call{&m_a, &m_b, numbers, cancel};
+        const bool isDone = m_operation.run(call);
+        m_results = call.results;
+        return isDone;
+    }
+    /// A success is the whole run's.
+    void check(bool isDone) const { EXPECT_TRUE(!isDone || outcome() == m_whole->outcome()); }
+
+private:
+    std::map<std::string, trust::Hash> outcome() const
+    {
+        auto results = m_results;
+        results["first volume"].addVolume(&m_a);
+        results["second volume"].addVolume(&m_b);
+        return results;
+    }
+
+    const trust::Operation& m_operation;
+    const OperationTrial* m_whole;
+    ArvoImage3D m_a, m_b;
+    std::map<std::string, trust::Hash> m_results;
 };
 
 TEST(CancelStorm, OperationsSucceedOnlyWhenComplete)
@@ -119,16 +166,12 @@ TEST(CancelStorm, OperationsSucceedOnlyWhenComplete)
     for (const trust::Operation& operation : trust::allOperations()) {
         if (!operation.has(trust::ANSWERS) || operation.hashed.types.empty())
             continue;
-        const Outcome whole(operation, std::atomic<bool>{false});
-        if (!whole.isDone || Outcome(operation, std::atomic<bool>{true}).isDone)
+        OperationTrial whole(operation), stopped(operation);
+        if (!whole.run(std::atomic<bool>{false}) || stopped.run(std::atomic<bool>{true}))
             continue; // takes no flag
         ++heedful;
         SCOPED_TRACE(operation.name);
-        storm(4, [&](const std::atomic<bool>& cancel) {
-            const Outcome outcome(operation, cancel);
-            EXPECT_TRUE(!outcome.isDone || outcome == whole);
-            return outcome.isDone;
-        });
+        storm(4, [&] { return OperationTrial(operation, &whole); });
     }
     EXPECT_GE(heedful, 30);
 }
