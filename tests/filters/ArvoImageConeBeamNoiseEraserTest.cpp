@@ -22,123 +22,82 @@ bool erase(ArvoImage3D& in, ArvoImage3D& out, int radius, int threshold = 276)
     return eraser.execute();
 }
 
-/// The definition on slices [first, first + size.z) of a volume of integers.
-struct Block {
-    math::Ivec3 size;
-    std::vector<int> values, bone, eroded, part, closest;
-
-    std::size_t at(int x, int y, int z) const
-    {
-        return static_cast<std::size_t>((z * size.y + y) * size.x + x);
-    }
-
-    template <class Body> void forBox(int x, int y, int z, int rx, int ry, int rz, Body body) const
-    {
-        for (int k = std::max(z - rz, 0); k <= std::min(z + rz, size.z - 1); ++k)
-            for (int j = std::max(y - ry, 0); j <= std::min(y + ry, size.y - 1); ++j)
-                for (int i = std::max(x - rx, 0); i <= std::min(x + rx, size.x - 1); ++i)
-                    body(i, j, k);
-    }
-
-    template <class Body> void forAll(Body body) const { forBox(0, 0, 0, size.x, size.y, size.z, body); }
-
-    void findParts()
-    {
-        eroded = bone;
-        forAll([&](int x, int y, int z) {
-            if (bone[at(x, y, z)] == 0)
-                forBox(x, y, z, 2, 2, 0, [&](int i, int j, int k) {
-                    if (std::abs(i - x) + std::abs(j - y) < 4)
-                        eroded[at(i, j, k)] = 0;
-                });
-        });
-        part.assign(bone.size(), 0);
-        int parts = 0;
-        forAll([&](int x, int y, int z) {
-            std::vector<math::Ivec3> front;
-            const auto take = [&](int i, int j, int k) {
-                if (eroded[at(i, j, k)] && !part[at(i, j, k)]) {
-                    part[at(i, j, k)] = parts;
-                    front.push_back({i, j, k});
-                }
-            };
-            if (eroded[at(x, y, z)] && !part[at(x, y, z)]) {
-                ++parts;
-                take(x, y, z);
-                while (!front.empty()) {
-                    const math::Ivec3 p = front.back();
-                    front.pop_back();
-                    forBox(p.x, p.y, p.z, 1, 1, 1, take);
-                }
-            }
-        });
-        closest.assign(bone.size(), 0);
-        forAll([&](int x, int y, int z) {
-            int best = 7;
-            forBox(x, y, z, 2, 2, 2, [&](int i, int j, int k) {
-                const int distance = std::abs(i - x) + std::abs(j - y) + std::abs(k - z);
-                if (bone[at(x, y, z)] && part[at(i, j, k)] && distance < best) {
-                    best = distance;
-                    closest[at(x, y, z)] = part[at(i, j, k)];
-                }
-            });
-        });
-    }
-
-    void clean(int radius, int threshold)
-    {
-        const auto isInDisc = [&](int x, int y) {
-            const int dx = size.x / 2 - x, dy = size.y / 2 - y;
-            return std::min(size.x, size.y) / 2 - radius + 0.5 > std::sqrt(float(dx * dx + dy * dy));
-        };
-        std::vector<int> keep(bone.size() + 1, 0);
-        forAll([&](int x, int y, int z) {
-            if (part[at(x, y, z)] && (z == 0 || z == size.z - 1 || isInDisc(x, y)))
-                keep[static_cast<std::size_t>(part[at(x, y, z)])] = 1;
-        });
-        forAll([&](int x, int y, int z) {
-            if (!isInDisc(x, y) && !keep[static_cast<std::size_t>(closest[at(x, y, z)])])
-                bone[at(x, y, z)] = 0;
-            if (bone[at(x, y, z)] == 0 && values[at(x, y, z)] > threshold)
-                values[at(x, y, z)] = threshold - 1;
-        });
-    }
-};
-
-template <class T> void eraseByDefinition(ArvoImage3D& image, int radius, int threshold)
+/// Calls body(voxel, steps along the axes to it) for those of the volume that lie in the box around a voxel.
+template <class Body>
+void forBox(const math::Ivec3& size, const math::Ivec3& centre, int radius, int radiusZ, Body body)
 {
-    const math::Ivec3 size = image.imageSize();
-    for (int first = 0; first < size.z; first += 50) {
-        Block block{{size.x, size.y, std::min(50, size.z - first)}, {}, {}, {}, {}, {}};
-        const std::size_t start = static_cast<std::size_t>(first * size.x * size.y);
-        block.forAll([&](int x, int y, int z) {
-            block.values.push_back(voxels<T>(image)[start + block.at(x, y, z)]);
-            const int limit = sizeof(T) == 1 ? static_cast<T>(threshold) : threshold;
-            block.bone.push_back(block.values.back() > limit);
-        });
-        block.findParts();
-        block.clean(radius, threshold);
-        std::ranges::transform(block.values, voxels<T>(image).begin() + static_cast<std::ptrdiff_t>(start),
-                               [](int value) { return static_cast<T>(value); });
+    for (int z = centre.z - radiusZ; z <= centre.z + radiusZ; ++z) {
+        for (int y = centre.y - radius; y <= centre.y + radius; ++y) {
+            for (int x = centre.x - radius; x <= centre.x + radius; ++x) {
+                if (holds(size, x, y, z))
+                    body(indexOf(size, x, y, z), math::Ivec3(x, y, z),
+                         std::abs(x - centre.x) + std::abs(y - centre.y) + std::abs(z - centre.z));
+            }
+        }
     }
 }
 
+/// The definition on one block of slices. What stays need not be told apart by parts: it floods from where it is met.
+template <class T> void eraseBlock(const math::Ivec3& size, T* values, int radius, int threshold)
+{
+    const int limit = sizeof(T) == 1 ? static_cast<T>(threshold) : threshold;
+    std::vector<char> isBone;
+    forEachVoxel(size, [&](int, int, int, std::size_t i) { isBone.push_back(values[i] > limit); });
+    std::vector<char> isCore = isBone, stays(isBone.size(), 0);
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+        forBox(size, {x, y, z}, 2, 0, [&](std::size_t near, const math::Ivec3&, int steps) {
+            if (steps < 4 && !isBone[near])
+                isCore[i] = 0;
+        });
+    });
+    const auto isInDisc = [&](int x, int y) {
+        const int dx = size.x / 2 - x, dy = size.y / 2 - y;
+        return std::min(size.x, size.y) / 2 - radius + 0.5 > std::sqrt(float(dx * dx + dy * dy));
+    };
+    std::vector<math::Ivec3> front;
+    const auto take = [&](std::size_t i, const math::Ivec3& voxel, int) {
+        if (isCore[i] && !stays[i])
+            front.push_back(voxel);
+        stays[i] = isCore[i];
+    };
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+        if (isInDisc(x, y) || z == 0 || z == size.z - 1)
+            take(i, {x, y, z}, 0);
+    });
+    while (!front.empty()) {
+        const math::Ivec3 voxel = front.back();
+        front.pop_back();
+        forBox(size, voxel, 1, 1, take);
+    }
+    forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+        bool isKept = isInDisc(x, y);
+        int closest = isKept ? 0 : 7;
+        forBox(size, {x, y, z}, 2, 2, [&](std::size_t near, const math::Ivec3&, int steps) {
+            if (isCore[near] && steps < closest) {
+                closest = steps;
+                isKept = stays[near];
+            }
+        });
+        if (values[i] > threshold && !(isBone[i] && isKept))
+            values[i] = static_cast<T>(threshold - 1);
+    });
+}
+
 /// Boxes of values around the threshold in a dark volume.
-ArvoImage3D boxes(const math::Ivec3& size, image::DataType type, std::uint64_t seed, int threshold)
+ArvoImage3D boxes(const math::Ivec3& size, image::DataType type, int threshold)
 {
     ArvoImage3D image(size, QVector3D(1, 1, 1), type);
     image.zeroSlices();
-    Random random(seed);
+    Random random(7);
     const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
     for (int n = 0; n < 60; ++n) {
-        const math::Ivec3 from(below(size.x), below(size.y), below(size.z)),
-            extent(below(9), below(9), below(5));
-        const int value = threshold + below(40) - 3;
-        std::vector<math::Ivec3> list;
+        const math::Ivec3 from(below(size.x), below(size.y), below(size.z));
+        const math::Ivec3 extent(below(9), below(9), below(5));
+        std::vector<math::Ivec3> box;
         forEachVoxel(extent, [&](int x, int y, int z, std::size_t) {
-            list.push_back({from.x + x, from.y + y, from.z + z});
+            box.push_back({from.x + x, from.y + y, from.z + z});
         });
-        image.changeVoxelValues(list, value);
+        image.changeVoxelValues(box, threshold + below(40) - 3);
     }
     return image;
 }
@@ -150,11 +109,13 @@ TEST(ArvoImageConeBeamNoiseEraser, AgreesWithTheDefinition)
     };
     std::size_t erased = 0, kept = 0;
     const auto check = [&](const math::Ivec3& size, image::DataType type, const Setting& s) {
-        ArvoImage3D in = boxes(size, type, 7, s.threshold), out = randomVolume(size, type, 9);
+        ArvoImage3D in = boxes(size, type, s.threshold), out = randomVolume(size, type, 9);
         ArvoImage3D expected = copyOf(in), original = copyOf(in);
         image::withElementType(type, image::IntegerTypes{}, nullptr, [&](auto element) {
             using T = typename decltype(element)::type;
-            eraseByDefinition<T>(expected, s.radius, s.threshold);
+            for (int first = 0; first < size.z; first += 50)
+                eraseBlock({size.x, size.y, std::min(50, size.z - first)},
+                           &voxels<T>(expected)[indexOf(size, 0, 0, first)], s.radius, s.threshold);
             for (std::size_t i = 0; i < voxels<T>(in).size(); ++i) {
                 if (voxels<T>(in)[i] > s.threshold)
                     ++(voxels<T>(expected)[i] == voxels<T>(in)[i] ? kept : erased);
@@ -170,7 +131,7 @@ TEST(ArvoImageConeBeamNoiseEraser, AgreesWithTheDefinition)
     for (const math::Ivec3& size : {math::Ivec3(31, 25, 9), math::Ivec3(19, 21, 104), math::Ivec3(17, 16, 51),
                                     math::Ivec3(3, 50, 4), math::Ivec3(1, 1, 1)}) {
         for (const image::DataType type : {image::UInt16, image::Int16, image::UInt8, image::Binary}) {
-            for (const Setting& s : {Setting{1, 120}, {5, 276}, {8, 120}, {40, -5}})
+            for (const Setting& s : {Setting{1, 120}, {5, 276}, {8, 120}, {2, -5}, {40, -5}})
                 check(size, type, s);
         }
     }
@@ -178,27 +139,28 @@ TEST(ArvoImageConeBeamNoiseEraser, AgreesWithTheDefinition)
     EXPECT_GT(kept, 2000u);
 }
 
-TEST(ArvoImageConeBeamNoiseEraser, WithoutARadiusItCopies)
+TEST(ArvoImageConeBeamNoiseEraser, CopiesWhatItDoesNotClean)
 {
-    ArvoImage3D in = randomVolume({9, 8, 7}, image::Int16, 1), out = randomVolume({9, 8, 7}, image::Int16, 2);
-    const ArvoImage3D original = copyOf(in);
-    EXPECT_TRUE(erase(in, out, 0));
-    EXPECT_TRUE(sameBits(original, out));
-    EXPECT_TRUE(erase(in, in, -3));
-    EXPECT_TRUE(sameBits(original, in));
-}
-
-TEST(ArvoImageConeBeamNoiseEraser, OtherTypesAndEmptyVolumesPassWithoutAWarning)
-{
+    const struct {
+        image::DataType type;
+        int radius;
+        math::Ivec3 size = {9, 8, 53};
+    } cases[] = {{image::Int16, 0},
+                 {image::Int16, -3},
+                 {image::Float32, 3},
+                 {image::Int32, 3},
+                 {image::Reserved, 3},
+                 {image::Int16, 1, {0, 4, 60}},
+                 {image::Int16, 1, {4, 0, 3}},
+                 {image::Int16, 1, {4, 4, 0}}};
     const Warnings warnings;
-    for (const image::DataType type : {image::Float32, image::Int32, image::Reserved}) {
-        ArvoImage3D in = randomVolume({9, 8, 53}, type, 1), out = randomVolume({9, 8, 53}, type, 2);
-        EXPECT_TRUE(erase(in, out, 3, -100));
-        EXPECT_TRUE(sameBits(in, out));
-    }
-    for (const math::Ivec3& size : {math::Ivec3(0, 4, 60), math::Ivec3(4, 0, 3), math::Ivec3(4, 4, 0)}) {
-        ArvoImage3D empty = randomVolume(size, image::Int16, 1);
-        EXPECT_TRUE(erase(empty, empty, 1));
+    for (const auto& [type, radius, size] : cases) {
+        ArvoImage3D in = randomVolume(size, type, 1), out = randomVolume(size, type, 2);
+        const ArvoImage3D original = copyOf(in);
+        EXPECT_TRUE(erase(in, in, radius, -100));
+        EXPECT_TRUE(sameBits(original, in)) << type << ", " << radius;
+        EXPECT_TRUE(erase(in, out, radius, -100));
+        EXPECT_TRUE(sameBits(original, out)) << type << ", " << radius;
     }
     EXPECT_TRUE(warnings.texts().empty());
 }
@@ -210,7 +172,7 @@ TEST(ArvoImageConeBeamNoiseEraser, ReportsABlockAStepAndTheEnd)
     eraser.setInput(&image);
     eraser.setOutput(&image);
     eraser.setRadius(1);
-    ArvoImageConeBeamNoiseEraser copy(eraser);
+    const ArvoImageConeBeamNoiseEraser copy(eraser);
     EXPECT_TRUE(eraser.execute());
     EXPECT_EQ(eraser.progress()->value(), 3);
     EXPECT_EQ(eraser.progress()->total(), 3);
@@ -221,22 +183,20 @@ TEST(ArvoImageConeBeamNoiseEraser, ReportsABlockAStepAndTheEnd)
 TEST(ArvoImageConeBeamNoiseEraser, WarnsOfBadCallsAndStaysTrue)
 {
     const Warnings warnings;
-    ArvoImage3D in = randomVolume({5, 4, 3}, image::Int16, 1), invalid;
-    ArvoImage3D shallow = randomVolume({5, 4, 2}, image::Int16, 1),
-                wide = randomVolume({6, 4, 3}, image::Int16, 1);
-    ArvoImage3D deep = randomVolume({5, 4, 6}, image::Int16, 1),
-                other = randomVolume({5, 4, 3}, image::UInt16, 1);
-    EXPECT_TRUE(ArvoImageConeBeamNoiseEraser().execute());
+    const auto made = [](const math::Ivec3& size, image::DataType type) {
+        return randomVolume(size, type, 1);
+    };
+    ArvoImage3D in = made({5, 4, 3}, image::Int16), invalid, deep = made({5, 4, 6}, image::Int16);
+    ArvoImage3D unequal[] = {made({5, 4, 2}, image::Int16), made({6, 4, 3}, image::Int16),
+                             made({5, 3, 3}, image::Int16), made({5, 4, 3}, image::UInt16)};
+    EXPECT_TRUE(erase(in, deep, 1)); // the slices behind the input's stay
     EXPECT_TRUE(erase(in, invalid, 1));
-    EXPECT_TRUE(erase(in, shallow, 1));
-    EXPECT_TRUE(erase(in, wide, 0));
-    EXPECT_TRUE(erase(in, other, 1));
+    for (ArvoImage3D& out : unequal)
+        EXPECT_TRUE(erase(in, out, 1));
     const std::string prefix = "ArvoImageConeBeamNoiseEraser : ";
-    const std::string missing = prefix + "no valid input image or output image.";
-    const std::string unequal = prefix + "the output image does not match the input image.";
-    EXPECT_EQ(warnings.texts(), (std::vector<std::string>{missing, missing, unequal, unequal, unequal}));
-    EXPECT_TRUE(erase(in, deep, 1));
-    EXPECT_EQ(warnings.texts().size(), 5u);
+    std::vector<std::string> expected(5, prefix + "the output image does not match the input image.");
+    expected.front() = prefix + "no valid input image or output image.";
+    EXPECT_EQ(warnings.texts(), expected);
 }
 
 } // namespace

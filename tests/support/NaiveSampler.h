@@ -2,14 +2,13 @@
 
 #include "support/RandomVolume.h"
 
+#include <QVector3D>
+
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 /// Positions to sample at, and samples straight from the definition, one at a time.
 namespace naive {
-
-using Vec = std::array<float, 3>;
 
 /// A component of a position or a direction: mostly within the scale, often 0 or a whole number, sometimes absurd.
 inline float component(testing_support::Random& random, float scale)
@@ -24,25 +23,22 @@ inline float component(testing_support::Random& random, float scale)
     return dice > 5 ? any : random() % 4 == 0 ? absurd[random() % 5] : -0.0f;
 }
 
+inline QVector3D vector(testing_support::Random& random, float scale)
+{
+    return {component(random, scale), component(random, scale), component(random, scale)};
+}
+
 /// The index of a position: toward zero; what no int holds lies far outside.
-inline int indexOf(float position)
+inline math::Ivec3 indexOf(const QVector3D& p)
 {
-    return std::abs(position) < 2e9f ? static_cast<int>(position) : -2147483647 - 1;
-}
-
-inline math::Ivec3 indexOf(const Vec& p)
-{
-    return {indexOf(p[0]), indexOf(p[1]), indexOf(p[2])};
-}
-
-inline bool isInside(const ArvoImage3D& volume, const math::Ivec3& v)
-{
-    const math::Ivec3 n = volume.imageSize();
-    return v.x >= 0 && v.y >= 0 && v.z >= 0 && v.x < n.x && v.y < n.y && v.z < n.z;
+    const auto along = [&](int a) {
+        return std::abs(p[a]) < 2e9f ? static_cast<int>(p[a]) : -2147483647 - 1;
+    };
+    return {along(0), along(1), along(2)};
 }
 
 /// The blend of the eight neighbours; a neighbour past an end is the voxel at that end.
-inline float trilinear(const ArvoImage3D& volume, const Vec& p)
+inline float trilinear(const ArvoImage3D& volume, const QVector3D& p)
 {
     const math::Ivec3 index = indexOf(p);
     float sum = 0.0f;
@@ -51,7 +47,7 @@ inline float trilinear(const ArvoImage3D& volume, const Vec& p)
         float weight = 1.0f;
         for (int a = 0; a < 3; ++a) {
             const int upper = k >> a & 1;
-            const float f = p[static_cast<std::size_t>(a)] - static_cast<float>(index[a]);
+            const float f = p[a] - static_cast<float>(index[a]);
             v[a] = std::clamp(index[a] + upper, 0, volume.imageSize()[a] - 1);
             weight = weight * (upper ? f : 1.0f - f);
         }
