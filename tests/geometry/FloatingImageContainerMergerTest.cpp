@@ -29,39 +29,39 @@ Container placed(ArvoImage3D image, const QVector3D& bottomLeft, const QVector3D
                                                     bottomLeft, topRight);
 }
 
-int rounded(float distance, float voxelSize)
+math::Ivec3 inVoxels(const QVector3D& distance, const QVector3D& voxelSize)
 {
-    return static_cast<int>(std::lround(static_cast<double>(distance / voxelSize)));
+    const auto rounded = [](float quotient) {
+        return static_cast<int>(std::lround(static_cast<double>(quotient)));
+    };
+    const QVector3D quotient = distance / voxelSize;
+    return {rounded(quotient.x()), rounded(quotient.y()), rounded(quotient.z())};
 }
 
 /// The merge by its definition, with the bounds test at every voxel.
 Container mergedByDefinition(const std::vector<Container>& containers)
 {
-    const QVector3D v = containers[0]->getImage()->voxelSize();
+    const QVector3D voxelSize = containers[0]->getImage()->voxelSize();
     QVector3D low = containers[0]->getBottomLeft(), high = low;
     float fill = -std::numeric_limits<float>::max();
-    math::Ivec3 size;
     for (const Container& container : containers) {
         for (int k = 0; k < 3; ++k) {
             const float a = container->getBottomLeft()[k], b = container->getTopRight()[k];
             low[k] = std::min({low[k], a, b});
             high[k] = std::max({high[k], a, b});
-            size[k] = rounded(high[k] - low[k], v[k]);
         }
         fill = std::max(fill, container->getImage()->getValueRange().second);
     }
-    ArvoImage3D out(size, v, image::Float32);
+    const math::Ivec3 size = inVoxels(high - low, voxelSize);
+    ArvoImage3D out(size, voxelSize, image::Float32);
     std::ranges::fill(voxels<float>(out), fill);
     for (const Container& container : containers) {
-        const QVector3D shift = container->getBottomLeft() - low;
+        const math::Ivec3 shift = inVoxels(container->getBottomLeft() - low, voxelSize);
         const ArvoImage3D& in = *container->getImage();
         forEachVoxel(in.imageSize(), [&](int x, int y, int z, std::size_t i) {
-            x += rounded(shift.x(), v.x());
-            y += rounded(shift.y(), v.y());
-            z += rounded(shift.z(), v.z());
-            if (!holds(size, x, y, z))
+            if (!holds(size, x + shift.x, y + shift.y, z + shift.z))
                 return;
-            float& voxel = voxels<float>(out)[indexOf(size, x, y, z)];
+            float& voxel = voxels<float>(out)[indexOf(size, x + shift.x, y + shift.y, z + shift.z)];
             voxel = std::min(voxel, voxels<float>(in)[i]);
         });
     }
@@ -108,38 +108,38 @@ TEST(MergeByUnion, FillsGapsAndTakesTheSmallerWhereVolumesOverlap)
                       {x + static_cast<float>(count), 1, 1});
     };
     std::vector<Container> rows;
-    rows.push_back(rowAt(-2, {1, 2, 9}));
-    rows.push_back(rowAt(2, {5, -3}));
-    rows.push_back(rowAt(-1, {0, NAN}));
+    rows.push_back(rowAt(-2, {-9, -8, -1}));
+    rows.push_back(rowAt(2, {-5, -13}));
+    rows.push_back(rowAt(-1, {-10, NAN}));
     const Container all = merged(rows);
-    EXPECT_TRUE(sameBits(volumeOf<float>({6, 1, 1}, image::Float32, {1, 0, 9, 9, 5, -3}), *all->getImage()));
+    EXPECT_TRUE(
+        sameBits(volumeOf<float>({6, 1, 1}, image::Float32, {-9, -10, -1, -1, -5, -13}), *all->getImage()));
 }
 
 TEST(MergeByUnion, RefusesWhatCannotBeMerged)
 {
-    const QVector3D end(2, 2, 2);
-    const auto sized = [](const QVector3D& spacing, image::DataType type = image::Float32) {
-        ArvoImage3D image({2, 2, 2}, spacing, type);
+    const auto sized = [](float depth, image::DataType type = image::Float32, float end = 2) {
+        ArvoImage3D image({2, 2, 2}, {1, 1, depth}, type);
         image.zeroSlices();
-        return image;
+        return placed(std::move(image), {}, {end, 2, 2});
     };
-    const auto isMerged = [&](Container first, Container second) {
+    const auto isMerged = [](Container first, Container second) {
         std::vector<Container> containers;
         containers.push_back(std::move(first));
         containers.push_back(std::move(second));
         return merged(containers) != nullptr;
     };
-    const auto unit = [&] { return placed(sized({1, 1, 1}), {}, end); };
     const Warnings warnings;
     EXPECT_FALSE(merged({}));
-    EXPECT_FALSE(isMerged(unit(), placed(sized({1, 1, 1.0001f}), {}, end)));
-    EXPECT_FALSE(isMerged(placed(sized({NAN, 1, 1}), {}, end), placed(sized({NAN, 1, 1}), {}, end)));
+    EXPECT_FALSE(isMerged(sized(1), sized(1.0001f)));
+    EXPECT_FALSE(isMerged(sized(NAN), sized(NAN)));
     EXPECT_TRUE(warnings.texts().empty());
 
-    EXPECT_FALSE(isMerged(unit(), nullptr));
-    EXPECT_FALSE(isMerged(unit(), std::make_unique<FloatingImageContainer>(nullptr, QVector3D(), end)));
-    EXPECT_FALSE(isMerged(unit(), placed(ArvoImage3D(), {}, end)));
-    EXPECT_FALSE(isMerged(unit(), placed(sized({1, 1, 1}, image::Int32), {}, end)));
-    EXPECT_FALSE(isMerged(unit(), placed(sized({1, 1, 1}), {}, {1e30f, 1, 1})));
+    EXPECT_FALSE(isMerged(sized(1), nullptr));
+    EXPECT_FALSE(
+        isMerged(sized(1), std::make_unique<FloatingImageContainer>(nullptr, QVector3D(), QVector3D())));
+    EXPECT_FALSE(isMerged(sized(1), placed(ArvoImage3D(), {}, {})));
+    EXPECT_FALSE(isMerged(sized(1), sized(1, image::Int32)));
+    EXPECT_FALSE(isMerged(sized(1), sized(1, image::Float32, 1e30f)));
     EXPECT_EQ(warnings.texts().size(), 5u);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "arvo/platform/math/OrientedBoundingBox.h"
+
 #include "support/RandomVolume.h"
 
 #include <QMatrix4x4>
@@ -61,6 +63,14 @@ public:
         if (pick(24) == 0)
             m(pick(4), pick(4)) = nonsense();
         return m;
+    }
+
+    primitives::OrientedBoundingBox box()
+    {
+        QVector3D corner = point(12);
+        if (pick(30) == 0)
+            corner[pick(3)] = nonsense();
+        return primitives::OrientedBoundingBox(primitives::BoundingBox(corner, point(30)), matrix());
     }
 
     ArvoImage3D image(image::DataType type)
