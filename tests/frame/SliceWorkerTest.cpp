@@ -2,6 +2,7 @@
 #include "arvo/platform/threading/ThreadCount.h"
 
 #include "support/CancelFlags.h"
+#include "support/Warnings.h"
 
 #include <gtest/gtest.h>
 
@@ -17,12 +18,16 @@ enum class Outcome { Success, Failure, OutOfMemory };
 /// Marks the slices it is given.
 class MarkingWorker : public SliceWorker {
 public:
-    MarkingWorker(std::vector<int>& marks, Outcome outcome) : m_marks(marks), m_outcome(outcome) { ++alive; }
+    MarkingWorker(std::vector<int>& marks, int slice, Outcome outcome) : m_marks(marks), m_outcome(outcome)
+    {
+        setWork(slice, slice);
+        ++alive;
+    }
     ~MarkingWorker() override { --alive; }
 
     using SliceWorker::getCancelFlag;
 
-    static int alive;
+    static inline int alive = 0;
 
 protected:
     void processSlices() override
@@ -40,97 +45,60 @@ private:
     Outcome m_outcome;
 };
 
-int MarkingWorker::alive = 0;
+/// What subclasses build on, opened.
+struct OpenCalculation : SliceWorkerCalculation {
+    using SliceWorkerCalculation::addWorker;
+    using SliceWorkerCalculation::defineWorkLoad;
+    using SliceWorkerCalculation::forEachRange;
+    using SliceWorkerCalculation::getNumWorkers;
+    using SliceWorkerCalculation::runAllWorkers;
 
-class MarkingCalculation : public SliceWorkerCalculation {
-public:
-    explicit MarkingCalculation(int slices) : marks(static_cast<std::size_t>(slices)) {}
-
-    void execute(const std::atomic<bool>& cancel) override
-    {
-        defineWorkLoad(static_cast<int>(marks.size()));
-        forEachRange(static_cast<int>(marks.size()), [&](int start, int stop) {
-            const bool isOdd = start == oddOneOut;
-            auto* worker = new MarkingWorker(marks, isOdd ? oddOutcome : Outcome::Success);
-            worker->setWork(start, stop);
-            addWorker(worker);
-        });
-        EXPECT_EQ(getWorkers().size(), getNumWorkers());
-        m_success = runAllWorkers(cancel);
-        deleteAllWorkers();
-        EXPECT_TRUE(getWorkers().isEmpty());
-    }
-
-    void addOne(int slice)
-    {
-        auto* worker = new MarkingWorker(marks, Outcome::Success);
-        worker->setWork(slice, slice);
-        addWorker(worker);
-    }
-
-    std::vector<int> marks;
-    int oddOneOut = -1;
-    Outcome oddOutcome = Outcome::Failure;
+    void execute(const std::atomic<bool>&) override {}
 };
 
-TEST(SliceWorkerCalculation, GivesEverySliceToOneWorker)
+TEST(SliceWorkerCalculation, GivesEverySliceToOneRange)
 {
-    for (const int slices : {0, 1, 2, 3, 10, 17}) {
-        for (const int limit : {0, 1, 2}) {
-            threading::setThreadLimit(limit);
-            MarkingCalculation calculation(slices);
-            calculation.execute(notCancelled);
-            EXPECT_TRUE(calculation.isSuccess());
-            EXPECT_EQ(calculation.marks, std::vector<int>(static_cast<std::size_t>(slices), 1));
-        }
-    }
-    threading::setThreadLimit(0);
-    EXPECT_EQ(MarkingWorker::alive, 0);
-}
-
-TEST(SliceWorkerCalculation, SplitsTheLargestNumberOfSlices)
-{
-    struct Ranges : SliceWorkerCalculation {
-        void execute(const std::atomic<bool>&) override
-        {
-            constexpr int slices = std::numeric_limits<int>::max();
-            int next = 0;
-            defineWorkLoad(slices);
-            forEachRange(slices, [&](int start, int stop) {
+    for (const int limit : {1, 2, 0}) {
+        threading::setThreadLimit(limit);
+        for (const int slices : {0, 1, 2, 3, 10, 17, std::numeric_limits<int>::max()}) {
+            OpenCalculation calculation;
+            calculation.defineWorkLoad(slices);
+            int next = 0, ranges = 0;
+            calculation.forEachRange(slices, [&](int start, int stop) {
                 EXPECT_EQ(start, next);
                 EXPECT_GE(stop, start);
                 next = stop + 1;
+                ++ranges;
             });
             EXPECT_EQ(next, slices);
+            EXPECT_EQ(ranges, calculation.getNumWorkers());
         }
-    };
-    for (const int limit : {1, 2}) {
-        threading::setThreadLimit(limit);
-        Ranges().execute(notCancelled);
     }
-    threading::setThreadLimit(0);
 }
 
 TEST(SliceWorkerCalculation, WaitsForAllWhenOneFails)
 {
-    for (const Outcome outcome : {Outcome::Failure, Outcome::OutOfMemory}) {
-        MarkingCalculation calculation(9);
-        calculation.oddOneOut = 0;
-        calculation.oddOutcome = outcome;
-        calculation.execute(notCancelled);
-        EXPECT_FALSE(calculation.isSuccess());
-        EXPECT_EQ(calculation.marks, std::vector<int>(9, 1));
+    for (const Outcome first : {Outcome::Success, Outcome::Failure, Outcome::OutOfMemory}) {
+        const Warnings warnings;
+        std::vector<int> marks(5);
+        OpenCalculation calculation;
+        for (int slice = 0; slice < 5; ++slice)
+            calculation.addWorker(new MarkingWorker(marks, slice, slice == 0 ? first : Outcome::Success));
+        EXPECT_EQ(calculation.runAllWorkers(notCancelled), first == Outcome::Success);
+        EXPECT_EQ(marks, std::vector<int>(5, 1));
+        EXPECT_EQ(warnings.texts().size(), first == Outcome::OutOfMemory ? 1u : 0u);
     }
+    EXPECT_EQ(MarkingWorker::alive, 0);
 }
 
 TEST(SliceWorkerCalculation, DeletesSharedWorkersOnce)
 {
+    std::vector<int> marks(1);
     {
-        MarkingCalculation original(2);
-        original.addOne(0);
-        const MarkingCalculation copy = original;
-        MarkingCalculation assigned(2);
-        assigned.addOne(1);
+        OpenCalculation original, assigned;
+        original.addWorker(new MarkingWorker(marks, 0, Outcome::Success));
+        assigned.addWorker(new MarkingWorker(marks, 0, Outcome::Success));
+        const OpenCalculation copy = original;
         assigned = copy;
         EXPECT_EQ(MarkingWorker::alive, 1);
     }
@@ -140,7 +108,7 @@ TEST(SliceWorkerCalculation, DeletesSharedWorkersOnce)
 TEST(SliceWorker, HasAFlagOfItsOwnUntilItIsStarted)
 {
     std::vector<int> marks(1);
-    MarkingWorker worker(marks, Outcome::Success);
+    MarkingWorker worker(marks, 0, Outcome::Success);
     EXPECT_FALSE(worker.getCancelFlag().load());
     EXPECT_FALSE(worker.isSuccessful());
     worker.startWithCancel(&cancelled);

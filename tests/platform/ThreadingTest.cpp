@@ -1,4 +1,3 @@
-#include "arvo/platform/threading/Calculation.h"
 #include "arvo/platform/threading/ThreadCount.h"
 #include "arvo/platform/threading/ThreadProgress.h"
 
@@ -23,8 +22,8 @@ TEST(ThreadCount, SplitCoversAllItemsWithoutEmptyWorkers)
         }
     }
     threading::setThreadLimit(0);
-    EXPECT_EQ(threading::calculateNumThreads(0), std::make_pair(0, 0));
-    EXPECT_EQ(threading::calculateNumThreads(-4), std::make_pair(0, 0));
+    for (const int none : {0, -4})
+        EXPECT_EQ(threading::calculateNumThreads(none), std::make_pair(0, 0));
 }
 
 TEST(ThreadProgress, StartsAgainWithANewTotal)
