@@ -242,7 +242,10 @@ TEST(Gradient, KeepsOneOwnerOfTheResult)
     assigned = gradient;
     EXPECT_FALSE(assigned.isSuccess());
     EXPECT_EQ(assigned.takeGradientImage(), nullptr) << "a field of the input it had before";
-    EXPECT_EQ(Gradient(gradient).takeGradientImage(), nullptr);
+    Gradient copy(gradient);
+    EXPECT_EQ(copy.takeGradientImage(), nullptr);
+    copy.execute(notCancelled);
+    EXPECT_TRUE(copy.isSuccess());
     gradient.execute(cancelled);
     EXPECT_FALSE(gradient.isSuccess()) << "of the last run";
     EXPECT_TRUE(Field(gradient.takeGradientImage())) << "the flag alone leaves an unfilled field";

@@ -49,6 +49,7 @@ private:
 struct OpenCalculation : SliceWorkerCalculation {
     using SliceWorkerCalculation::addWorker;
     using SliceWorkerCalculation::defineWorkLoad;
+    using SliceWorkerCalculation::deleteAllWorkers;
     using SliceWorkerCalculation::forEachRange;
     using SliceWorkerCalculation::getNumWorkers;
     using SliceWorkerCalculation::runAllWorkers;
@@ -87,8 +88,9 @@ TEST(SliceWorkerCalculation, WaitsForAllWhenOneFails)
         EXPECT_EQ(calculation.runAllWorkers(notCancelled), first == Outcome::Success);
         EXPECT_EQ(marks, std::vector<int>(5, 1));
         EXPECT_EQ(warnings.texts().size(), first == Outcome::OutOfMemory ? 1u : 0u);
+        calculation.deleteAllWorkers();
+        EXPECT_EQ(MarkingWorker::alive, 0);
     }
-    EXPECT_EQ(MarkingWorker::alive, 0);
 }
 
 TEST(SliceWorkerCalculation, DeletesSharedWorkersOnce)

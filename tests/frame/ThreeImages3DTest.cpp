@@ -73,6 +73,7 @@ TEST(ThreeImages3D, CopiesValuesBetweenFieldsOfOneSize)
     EXPECT_TRUE(sameFields(from, to));
     EXPECT_FALSE(to.copyValuesFrom(nullptr));
 
+    const std::string noMatch = "ThreeImages3D : the fields to copy between do not match.";
     struct Case {
         ArvoImage3D *u, *v, *w;
         std::size_t warnings;
@@ -86,7 +87,7 @@ TEST(ThreeImages3D, CopiesValuesBetweenFieldsOfOneSize)
         const Warnings warnings;
         EXPECT_FALSE(to.copyValuesFrom(&other));
         EXPECT_FALSE(other.copyValuesFrom(&to));
-        EXPECT_EQ(warnings.texts().size(), 2 * c.warnings);
+        EXPECT_EQ(warnings.texts(), std::vector<std::string>(2 * c.warnings, noMatch));
     }
     EXPECT_TRUE(sameFields(from, to));
     ThreeImages3D empty(new ArvoImage3D, new ArvoImage3D, new ArvoImage3D);

@@ -19,14 +19,17 @@ TEST(ArvoImage3D, LaysSlicesOutOneAfterAnother)
 {
     ArvoImage3D image({10, 20, 3}, spacing, image::Int16);
     ASSERT_TRUE(image.isValid());
+    EXPECT_EQ(image.voxelSize(), spacing);
     EXPECT_EQ(image.sizeOfAxialSlice(), 400u);
     EXPECT_EQ(image.getAxialSlice(2), image.dataPtr() + 800);
     EXPECT_EQ(image.getConstAxialSlice(3), nullptr);
     EXPECT_EQ(image.getAxialSlice(-1), nullptr);
+    image.memsetSlices(1);
     voxels<short>(image)[(2 * 20 + 7) * 10 + 4] = -5;
     EXPECT_EQ(image.getValue(4, 7, 2), -5);
     EXPECT_EQ(image.getFloatValue(4, 7, 2), -5.0f);
-    EXPECT_EQ(image.getValue(10, 7, 2), 0);
+    for (const math::Ivec3& out : {math::Ivec3(10, 7, 1), {-1, 7, 1}, {4, 20, 1}, {4, -1, 1}, {4, 7, 3}})
+        EXPECT_EQ(image.getValue(out.x, out.y, out.z), 0);
 }
 
 TEST(ArvoImage3D, IsInvalidWhenItCannotBeMade)
@@ -95,6 +98,9 @@ TEST(ArvoImage3D, RefusesCopiesThatDoNotFit)
     EXPECT_EQ(warnings.texts().size(), 11u);
     EXPECT_FALSE(target.setAxialSlice(4, small.dataPtr()));
     EXPECT_TRUE(sameBits(before, target));
+    (void)target.getValueRange();
+    EXPECT_TRUE(target.copyIn(&small, fits));
+    EXPECT_EQ(target.getValueRange(), copyOf(target).getValueRange());
 }
 
 TEST(ArvoImage3D, KeepsRecordsInACopyAndDropsThemInANewVolume)
@@ -152,7 +158,7 @@ TEST(ArvoImage3D, RangeAgreesWithTheDefinition)
     }
 }
 
-TEST(ArvoImage3D, RangeLeavesNaNOutAndFollowsEveryChange)
+TEST(ArvoImage3D, RangeLeavesNaNOutAndKeepsInfinities)
 {
     const float nan = std::nanf(""), inf = std::numeric_limits<float>::infinity();
     const auto rangeOf = [](const std::vector<float>& values) {
@@ -164,16 +170,23 @@ TEST(ArvoImage3D, RangeLeavesNaNOutAndFollowsEveryChange)
     EXPECT_EQ(rangeOf({inf, nan}), Range(inf, inf));
     EXPECT_FALSE(std::signbit(rangeOf(std::vector<float>(70, -0.0f)).first));
 
-    ArvoImage3D floats = volumeOf<float>({2, 1, 1}, image::Float32, {-1.9f, 3e9f});
+    const ArvoImage3D floats = volumeOf<float>({2, 1, 1}, image::Float32, {-1.9f, 3e9f});
     EXPECT_EQ(floats.minValue(), -1);
     EXPECT_EQ(floats.maxValue(), std::numeric_limits<int>::min());
-    floats.changeVoxelValues({{0, 0, 0}, {5, 0, 0}}, -7);
-    EXPECT_EQ(floats.minValue(), -7);
-    voxels<float>(floats)[0] = -8;
-    floats.editFinished();
-    EXPECT_EQ(floats.minValue(), -8);
     const ArvoImage3D ints = volumeOf<std::int32_t>({2, 1, 1}, image::Int32, {16777217, -5});
     EXPECT_EQ(ints.maxValue(), 16777217);
+}
+
+TEST(ArvoImage3D, RangeFollowsChanges)
+{
+    ArvoImage3D image = volumeOf<short>({2, 2, 1}, image::Int16, {1, 2, 3, 4});
+    EXPECT_EQ(image.maxValue(), 4);
+    image.changeVoxelValues({{1, 0, 0}, {2, 0, 0}}, 65535); // the second lies outside
+    EXPECT_EQ(image.minValue(), -1);
+    EXPECT_EQ(image.getValue(0, 1, 0), 3);
+    voxels<short>(image)[0] = 9;
+    image.editFinished();
+    EXPECT_EQ(image.maxValue(), 9);
 }
 
 TEST(ArvoImage3D, InterpolatesInsideAndClampsOutside)

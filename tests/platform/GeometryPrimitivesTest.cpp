@@ -33,8 +33,10 @@ TEST(OrientedBoundingBox, AppliesTheNewMatrixAfterThePlacement)
     const OrientedBoundingBox placed(BoundingBox(0, 0, 0, 1, 1, 1), shift), box = placed.transformed(scale);
     EXPECT_TRUE(box.isInside({2, 0, 0})); // faces belong to the box
     EXPECT_TRUE(box.isInside({4, 2, 2}));
-    EXPECT_FALSE(box.isInside({1.9f, 1, 1}));
-    EXPECT_FALSE(placed.transformed(flat).isInside({1.5f, 0.5f, 0}));
+    for (const QVector3D& outside : {QVector3D(1.9f, 1, 1), QVector3D(3, 1, 2.1f), QVector3D(3, 1, -0.1f)})
+        EXPECT_FALSE(box.isInside(outside));
+    EXPECT_EQ(box.getAABBOfTransformedBoundingBox().max(), QVector3D(4, 2, 2));
+    EXPECT_FALSE(placed.transformed(flat).isInside({0.5f, 0.5f, 0})) << "without a way back into the box";
 }
 
 TEST(OrientedBoundingBox, BoundsATurnedBox)

@@ -46,8 +46,10 @@ TEST(SingularValueDecomp, DecomposesTallWideAndDependentColumns)
         const auto columns = static_cast<std::size_t>(c.columns);
         std::vector<double> matrix(static_cast<std::size_t>(c.rows) * columns);
         for (std::size_t i = 0; i < matrix.size(); ++i) {
-            const bool isCopy = c.areDependent && i % columns != 0;
-            matrix[i] = isCopy ? 2 * matrix[i - i % columns] : normal(random) * (i % 3 == 1 ? 100.0 : 1.0);
+            if (c.areDependent) // exactly, so that nothing is left of the second
+                matrix[i] = (i % columns == 0 ? 1.0 : 2.0) * static_cast<double>(i / columns);
+            else
+                matrix[i] = normal(random) * (i % 3 == 1 ? 100.0 : 1.0);
         }
         SingularValueDecomp svd(c.rows, c.columns, 0);
         svd.a = matrix.data();
