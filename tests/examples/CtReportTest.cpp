@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 
 #include <csignal>
 
@@ -22,7 +20,7 @@ struct Ended {
     QString problem;
 };
 
-/// A folder of its own for each test, and the program run in it.
+/// The program, run in a folder of its own.
 class CtReport : public testing::Test {
 protected:
     void begin(QProcess& process, const QStringList& words) const
@@ -47,12 +45,22 @@ protected:
         return end(process);
     }
 
-    QString path(const QString& name) const { return QDir(m_folder.path()).filePath(name); }
+    /// One line of a problem, and no output.
+    void expectRefused(const QString& input, const QString& found) const
+    {
+        const Ended ended = run({input, "--steps", "preview", "--output", "out"});
+        EXPECT_EQ(ended.code, 3) << qPrintable(input);
+        EXPECT_TRUE(ended.problem.startsWith("ct_report: " + input)) << qPrintable(ended.problem);
+        EXPECT_TRUE(ended.problem.contains(found)) << qPrintable(ended.problem);
+        EXPECT_EQ(ended.problem.count('\n'), 1) << qPrintable(ended.problem);
+        EXPECT_EQ(left(), QStringList()) << qPrintable(input);
+    }
+
     QStringList left() const { return QDir(m_folder.path()).entryList({"out*", "ct_report_output*"}); }
 
     QByteArray contents(const QString& name) const
     {
-        QFile file(path(name));
+        QFile file(m_folder.path(name));
         EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(name);
         return file.readAll();
     }
@@ -65,67 +73,45 @@ protected:
         return object;
     }
 
-    QTemporaryDir m_folder;
+    TestFolder m_folder;
 };
 
 } // namespace
 
 TEST_F(CtReport, TellsWhyAnInputIsNotTakenAndLeavesNothing)
 {
-    const QString truncated = writePhantom(m_folder.path(), "truncated", {20, 20, 20}, image::Int16);
-    ASSERT_TRUE(QFile(path("truncated.raw")).resize(5000));
-    const QString flat = writeText(m_folder.path(), "flat.pgm", "P5\n4 4\n255\n" + QByteArray(16, char(7)));
-    const QString flatMeta =
-        writeText(m_folder.path(), "flat.mha",
-                  "ObjectType = Image\nNDims = 2\nDimSize = 4 4\nElementType = MET_UCHAR\n"
-                  "ElementDataFile = LOCAL\n" +
-                      QByteArray(16, char(7)));
-    const QString colour = writeText(m_folder.path(), "colour.mha",
-                                     "ObjectType = Image\nNDims = 3\nDimSize = 2 2 2\n"
-                                     "ElementNumberOfChannels = 3\nElementType = MET_UCHAR\n"
-                                     "ElementDataFile = LOCAL\n" +
-                                         QByteArray(24, char(7)));
-    const QString text = writeText(m_folder.path(), "letter.txt", "Dear reader,\n");
-    const QString empty = writeText(m_folder.path(), "empty.nii", "");
-    const QString rawMissing = writeText(m_folder.path(), "header.mhd",
-                                         "ObjectType = Image\nNDims = 3\nDimSize = 4 4 4\n"
-                                         "ElementType = MET_SHORT\nElementDataFile = nowhere.raw\n");
     QDir(m_folder.path()).mkdir("folder");
-
+    expectRefused(m_folder.path("folder"), "no DICOM series");
+    expectRefused(m_folder.path("missing.mhd"), "no such file");
+    const QByteArray bytes(16, char(7)), volume = "ObjectType = Image\nNDims = 3\nDimSize = 4 4 4\n";
     const struct {
-        QString input;
-        QString found; ///< part of the message
-    } cases[] = {{path("missing.mhd"), "no such file"},
-                 {truncated, "the file is too short"},
-                 {rawMissing, "Cannot open data file"},
-                 {flatMeta, "a 2D image; taken are volumes"},
-                 {flat, "taken are"},
-                 {colour, "3 values; taken are images of one value"},
-                 {text, "not an image; taken are"},
-                 {empty, "taken are"},
-                 {path("folder"), "no DICOM series"}};
-    for (const auto& [input, found] : cases) {
-        const Ended ended = run({input, "--output", "out"});
-        EXPECT_EQ(ended.code, 3) << qPrintable(input);
-        EXPECT_TRUE(ended.problem.contains(found)) << qPrintable(ended.problem);
-        EXPECT_TRUE(ended.problem.startsWith("ct_report: " + input)) << qPrintable(ended.problem);
-        EXPECT_EQ(ended.problem.count('\n'), 1) << qPrintable(ended.problem);
-        EXPECT_EQ(left(), QStringList()) << qPrintable(input);
-    }
-}
+        const char* name;
+        QByteArray text;
+        const char* found; ///< part of the message
+    } cases[] = {
+        {"short.mha", volume + "ElementType = MET_UCHAR\nElementDataFile = LOCAL\n" + bytes,
+         "the file is too short"},
+        {"header.mhd", volume + "ElementType = MET_SHORT\nElementDataFile = nowhere.raw\n",
+         "Cannot open data file"},
+        {"flat.mha",
+         "ObjectType = Image\nNDims = 2\nDimSize = 4 4\nElementType = MET_UCHAR\nElementDataFile = LOCAL\n" +
+             bytes,
+         "a 2D image; taken are volumes"},
+        {"colour.mha",
+         volume + "ElementNumberOfChannels = 3\nElementType = MET_UCHAR\nElementDataFile = LOCAL\n" +
+             QByteArray(192, char(7)),
+         "3 values; taken are images of one value"},
+        {"letter.txt", "Dear reader,\n", "not an image; taken are"},
+        {"empty.nii", "", "taken are"}};
+    for (const auto& [name, text, found] : cases)
+        expectRefused(m_folder.write(name, text), found);
 
-TEST_F(CtReport, RefusesAFileThatWasCutShortInEveryFormat)
-{
-    const ArvoImage3D volume = phantom({20, 20, 20}, image::Int16);
     for (const char* name : {"a.mha", "b.nii", "c.nii.gz", "d.nrrd", "e.hdr"}) {
-        ASSERT_EQ(host::writeVolume(volume, path(name).toStdString()), "");
-        EXPECT_EQ(run({path(name), "--steps", "preview", "--output", "whole"}).code, 0) << name;
-        QFile file(path(name == QString("e.hdr") ? "e.img" : name));
+        const QString path = m_folder.writePhantom({20, 20, 20}, image::Int16, name);
+        EXPECT_EQ(run({path, "--steps", "preview", "--output", "whole"}).code, 0) << name;
+        QFile file(m_folder.path(name == QString("e.hdr") ? "e.img" : name));
         ASSERT_TRUE(file.resize(file.size() * 3 / 4)) << name;
-        const Ended ended = run({path(name), "--steps", "preview", "--output", "out"});
-        EXPECT_EQ(ended.code, 3) << name;
-        EXPECT_EQ(ended.problem.count('\n'), 1) << qPrintable(ended.problem);
-        EXPECT_EQ(left(), QStringList()) << name;
+        expectRefused(path, "");
     }
 }
 
@@ -140,20 +126,16 @@ TEST_F(CtReport, RefusesACommandLineItDoesNotUnderstand)
         EXPECT_TRUE(ended.problem.contains("see --help")) << qPrintable(ended.problem);
     }
     EXPECT_EQ(left(), QStringList());
-}
-
-TEST_F(CtReport, HelpNamesEveryStep)
-{
-    const Ended ended = run({"--help"});
-    EXPECT_EQ(ended.code, 0);
+    const Ended help = run({"--help"});
+    EXPECT_EQ(help.code, 0);
     for (const char* word : {"usage:", "smooth", "holes", "projections", "merge", "exit codes"})
-        EXPECT_TRUE(ended.output.contains(word)) << word;
+        EXPECT_TRUE(help.output.contains(word)) << word;
 }
 
 TEST_F(CtReport, SaysWhenTheOutputCannotBeWritten)
 {
-    const QString input = writePhantom(m_folder.path(), "head", {16, 16, 16}, image::Int16);
-    const QString file = writeText(m_folder.path(), "file", "in the way");
+    const QString input = m_folder.writePhantom({16, 16, 16});
+    const QString file = m_folder.write("file", "in the way");
     for (const QString& output : {file, file + "/below", QString("/proc/out")}) {
         const Ended ended = run({input, "--steps", "smooth", "--output", output});
         EXPECT_EQ(ended.code, 4) << qPrintable(output);
@@ -167,40 +149,37 @@ TEST_F(CtReport, RunsEveryStepOnEveryElementType)
 {
     const struct {
         image::DataType type;
-        const char* name;
         double skull; ///< the shell; without Hounsfield units Otsu's threshold takes the whole head
-    } cases[] = {
-        {image::Int16, "int16", 14400}, {image::UInt8, "uint8", 27200}, {image::Float32, "float", 14400}};
-    for (const auto& [type, name, expected] : cases) {
-        const QString input = writePhantom(m_folder.path(), name, {48, 44, 40}, type);
-        const QString output = QString("out_") + name;
-        const Ended ended = run({input, "--output", output});
-        EXPECT_EQ(ended.code, 0) << name << qPrintable(ended.problem);
-        const QByteArray html = contents(output + "/report.html");
+    } cases[] = {{image::Int16, 14400}, {image::UInt8, 27200}, {image::Float32, 14400}};
+    for (const auto& [type, expected] : cases) {
+        const QString input = m_folder.writePhantom({48, 44, 40}, type);
+        const Ended ended = run({input, "--output", "out"});
+        EXPECT_EQ(ended.code, 0) << type << qPrintable(ended.problem);
+        const QByteArray html = contents("out/report.html");
         EXPECT_TRUE(html.startsWith("<!DOCTYPE html>") && html.trimmed().endsWith("</html>"));
         EXPECT_EQ(html.count("<section"), html.count("</section>"));
-        EXPECT_FALSE(QString::fromUtf8(html).contains(QRegularExpression("<dd>-?(nan|inf)"))) << name;
-        const QJsonObject report = json(output + "/report.json");
-        EXPECT_EQ(report["steps"].toArray().size(), 22) << name;
-        EXPECT_TRUE(report["left_out"].toArray().isEmpty()) << name;
+        EXPECT_FALSE(QString::fromUtf8(html).contains(QRegularExpression("<dd>-?(nan|inf)"))) << type;
+        const QJsonObject report = json("out/report.json");
+        EXPECT_EQ(report["steps"].toArray().size(), 22) << type;
+        EXPECT_TRUE(report["left_out"].toArray().isEmpty()) << type;
         const double skull = report["sections"]["skull"]["voxels of the largest"]["value"].toDouble();
-        EXPECT_NEAR(skull, expected, 0.03 * expected) << name;
+        EXPECT_NEAR(skull, expected, 0.03 * expected) << type;
         EXPECT_GE(report["sections"]["holes"]["voxels of the closed skull"]["value"].toDouble(), skull);
     }
 }
 
 TEST_F(CtReport, BringsAlongWhatAStepNeedsAndReplacesAnEarlierReport)
 {
-    const QString input = writePhantom(m_folder.path(), "head", {32, 32, 32}, image::Int16);
+    const QString input = m_folder.writePhantom({32, 32, 32});
     EXPECT_EQ(run({input, "--steps", "preview", "--output", "out"}).code, 0);
-    writeText(path("out"), "notes.txt", "mine");
+    m_folder.write("out/notes.txt", "mine");
     EXPECT_EQ(run({input, "--steps", "skull", "--output", "out", "--volumes", "--threads", "1"}).code, 0);
     QStringList done;
     for (const QJsonValue step : json("out/report.json")["steps"].toArray())
         done.append(step["step"].toString());
     EXPECT_EQ(done, QStringList({"Gaussian smoothing", "Histogram and Otsu threshold",
                                  "Cone-beam noise eraser", "Bone by threshold", "Largest part"}));
-    EXPECT_TRUE(QFileInfo::exists(path("out/skull.nii.gz")));
+    EXPECT_TRUE(QFileInfo::exists(m_folder.path("out/skull.nii.gz")));
     EXPECT_EQ(contents("out/notes.txt"), "mine");
     EXPECT_EQ(left(), QStringList("out"));
 }
@@ -209,24 +188,20 @@ TEST_F(CtReport, NamesTheStepThatATinyVolumeIsTooSmallFor)
 {
     const math::Ivec3 sizes[] = {{2, 2, 2}, {3, 3, 2}, {5, 4, 3}, {40, 2, 40}};
     for (const math::Ivec3& size : sizes) {
-        const QString input = writePhantom(m_folder.path(), "tiny", size, image::Int16);
-        const Ended ended = run({input, "--output", "out"});
+        const Ended ended = run({m_folder.writePhantom(size), "--output", "out"});
         EXPECT_TRUE(ended.code == 0 || ended.code == 1) << ended.code << qPrintable(ended.problem);
-        const QJsonObject report = json("out/report.json");
-        EXPECT_EQ(ended.code == 1, !report["left_out"].toArray().isEmpty());
+        EXPECT_EQ(ended.code == 1, !json("out/report.json")["left_out"].toArray().isEmpty());
         EXPECT_EQ(ended.code == 1, ended.problem.contains(": ")) << qPrintable(ended.problem);
     }
-    const QString input = writePhantom(m_folder.path(), "thin", {40, 40, 2}, image::Int16);
-    const Ended thin = run({input, "--steps", "distance", "--output", "out"});
+    const Ended thin = run({m_folder.writePhantom({40, 40, 2}), "--steps", "distance", "--output", "out"});
     EXPECT_EQ(thin.code, 1);
     EXPECT_TRUE(thin.problem.contains("at least 3 voxels along each axis")) << qPrintable(thin.problem);
 }
 
 TEST_F(CtReport, StoppedByTheUserItNamesWhatWasLeftOut)
 {
-    const QString input = writePhantom(m_folder.path(), "large", {160, 160, 160}, image::Int16);
     QProcess process;
-    begin(process, {input, "--output", "out", "--threads", "1"});
+    begin(process, {m_folder.writePhantom({160, 160, 160}), "--output", "out", "--threads", "1"});
     QByteArray output;
     while (!output.contains("Gaussian smoothing") && process.waitForReadyRead(60000))
         output += process.readAllStandardOutput();

@@ -1,10 +1,10 @@
 #include "Phantom.h"
 
-#include "arvo/platform/image/ElementTypes.h"
+#include "support/RandomVolume.h"
+#include "support/VolumeFile.h"
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QFile>
 
 #include <cmath>
@@ -26,49 +26,28 @@ float hounsfield(float x, float y, float z) // from -1 to 1 along each axis of t
 ArvoImage3D phantom(const math::Ivec3& size, image::DataType type)
 {
     ArvoImage3D volume(size, {0.8f, 0.8f, 1.2f}, type);
-    image::withElementType(type, image::VoxelTypes{}, nullptr, [&](auto element) {
+    const auto share = [](int i, int extent) { return (float(i) + 0.5f) / float(extent) * 2.0f - 1.0f; };
+    testing_support::withType(type, [&](auto element) {
         using T = typename decltype(element)::type;
-        T* voxel = reinterpret_cast<T*>(volume.dataPtr());
-        const auto share = [](int i, int extent) {
-            return (static_cast<float>(i) + 0.5f) / static_cast<float>(extent) * 2.0f - 1.0f;
-        };
-        for (int z = 0; z < size.z; ++z) {
-            for (int y = 0; y < size.y; ++y) {
-                for (int x = 0; x < size.x; ++x) {
-                    const float value = hounsfield(share(x, size.x), share(y, size.y), share(z, size.z));
-                    *voxel++ = static_cast<T>(sizeof(T) == 1 ? (value + 1000.0f) / 10.0f : value);
-                }
-            }
-        }
+        const auto all = testing_support::voxels<T>(volume);
+        testing_support::forEachVoxel(size, [&](int x, int y, int z, std::size_t i) {
+            const float value = hounsfield(share(x, size.x), share(y, size.y), share(z, size.z));
+            all[i] = static_cast<T>(sizeof(T) == 1 ? (value + 1000.0f) / 10.0f : value);
+        });
     });
     volume.editFinished();
     return volume;
 }
 
-QString writePhantom(const QString& folder, const QString& name, const math::Ivec3& size,
-                     image::DataType type)
+QString TestFolder::write(const QString& name, const QByteArray& text) const
 {
-    const char* const element = type == image::Float32 ? "MET_FLOAT"
-                                : type == image::UInt8 ? "MET_UCHAR"
-                                                       : "MET_SHORT";
-    const ArvoImage3D volume = phantom(size, type);
-    writeText(folder, name + ".raw",
-              QByteArray(volume.dataPtr(), qsizetype(volume.sizeOfAxialSlice()) * size.z));
-    return writeText(
-        folder, name + ".mhd",
-        QString("ObjectType = Image\nNDims = 3\nDimSize = %1 %2 %3\nElementSpacing = 0.8 0.8 1.2\n"
-                "ElementType = %4\nElementByteOrderMSB = False\nElementDataFile = %5.raw\n")
-            .arg(size.x)
-            .arg(size.y)
-            .arg(size.z)
-            .arg(element, name)
-            .toUtf8());
+    QFile file(path(name));
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    return file.fileName();
 }
 
-QString writeText(const QString& folder, const QString& name, const QByteArray& text)
+QString TestFolder::writePhantom(const math::Ivec3& size, image::DataType type, const QString& name) const
 {
-    const QString path = QDir(folder).filePath(name);
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    return path;
+    EXPECT_EQ(host::writeVolume(phantom(size, type), path(name).toStdString()), "");
+    return path(name);
 }
