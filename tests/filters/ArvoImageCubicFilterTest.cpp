@@ -14,6 +14,9 @@ namespace {
 /// The whole summed-volume table, along x, then y, then z, with a border of zeros in front; box sums from its corners.
 template <class T> ArvoImage3D expectedOf(const ArvoImage3D& in, const KernelSize& kernelSize)
 {
+    ArvoImage3D out = copyOf(in);
+    if (voxels<T>(in).empty())
+        return out;
     const math::Ivec3 n = in.imageSize();
     math::Ivec3 k, size;
     for (int axis = 0; axis < 3; ++axis) {
@@ -35,7 +38,6 @@ template <class T> ArvoImage3D expectedOf(const ArvoImage3D& in, const KernelSiz
         });
     }
     const auto at = [&](int x, int y, int z) { return table[indexOf(size, x, y, z)]; };
-    ArvoImage3D out = copyOf(in);
     forEachVoxel(n, [&](int x, int y, int z, std::size_t i) {
         const int X = x + k.x, Y = y + k.y, Z = z + k.z;
         const double sum = at(X, Y, Z) - at(x, Y, Z) - at(X, y, Z) - at(X, Y, z) + at(x, y, Z) + at(x, Y, z) +
