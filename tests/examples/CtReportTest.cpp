@@ -115,6 +115,18 @@ TEST_F(CtReport, TellsWhyAnInputIsNotTakenAndLeavesNothing)
     }
 }
 
+TEST_F(CtReport, ReadsAHeaderWithItsRawVoxels)
+{
+    const ArvoImage3D volume = phantom({20, 20, 20}, image::UInt8);
+    const QString header =
+        m_folder.write("head.mhd", "ObjectType = Image\nNDims = 3\nDimSize = 20 20 20\n"
+                                   "ElementType = MET_UCHAR\nElementDataFile = head.raw\n");
+    const QString voxels = m_folder.write("head.raw", QByteArray(volume.dataPtr(), 20 * 20 * 20));
+    EXPECT_EQ(run({header, "--steps", "preview", "--output", "whole"}).code, 0);
+    ASSERT_TRUE(QFile::resize(voxels, 6000));
+    expectRefused(header, "");
+}
+
 TEST_F(CtReport, RefusesACommandLineItDoesNotUnderstand)
 {
     const QStringList lines[] = {{"--wrong"},           {"--steps", "smooth,nonsense"},
